@@ -1,0 +1,10 @@
+# Linked by our own targets only, so that a library's headers are never judged by our taste.
+add_library(VarnelWarnings INTERFACE)
+target_compile_options(VarnelWarnings INTERFACE
+  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast>
+  -Wcast-align -Wnull-dereference -Wimplicit-fallthrough)
+# GCC 12 sees null dereferences inside its own inlined library code once it optimises or instruments.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(VarnelWarnings INTERFACE -Wno-null-dereference)
+endif()

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+#include "core/log/Log.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "core/base/FileDescriptor.h"
+#include "core/base/HomeFolder.h"
+#include "core/base/Path.h"
+#include "core/base/SerialQueue.h"
+#include "core/base/Text.h"
+#include "core/log/LogStamp.h"
+#include "core/log/SystemLog.h"
+
+namespace varnel {
+namespace {
+
+constexpr const char* queueLabel = "com.quorin.varnel.log";
+constexpr const char* fileName = "varnel.log";
+constexpr mode_t folderMode = 0777;  // as far as the umask lets
+constexpr mode_t fileMode = 0666;
+
+/// Makes the folder with every folder above it that is missing. What fails shows when the file is opened.
+void makeFolders(const std::string& directory) {
+    for (std::size_t at = directory.find('/', 1); at != std::string::npos; at = directory.find('/', at + 1)) {
+        ::mkdir(directory.substr(0, at).c_str(), folderMode);
+    }
+    ::mkdir(directory.c_str(), folderMode);
+}
+
+}  // namespace
+
+/// What the queue's work needs, shared with it so that a line outlives the log that took it.
+struct Log::File {
+    explicit File(FileDescriptor opened) : descriptor(std::move(opened)) {}
+
+    /// On the log's queue only.
+    void append(std::string_view line) {
+        std::string repairedLine;
+        if (isBroken) {
+            repairedLine = "\n" + std::string(line);
+            line = repairedLine;
+        }
+        for (;;) {
+            const ssize_t written = ::write(descriptor.get(), line.data(), line.size());
+            if (written < 0 && errno == EINTR) continue;
+            if (written < 0) {
+                lastError = errno;
+            } else if (static_cast<std::size_t>(written) < line.size()) {
+                lastError = ENOSPC;
+                if (written > 0) isBroken = true;
+            } else {
+                isBroken = false;
+            }
+            return;
+        }
+    }
+
+    FileDescriptor descriptor;
+    bool isBroken = false;  // the file ends in the middle of a line
+    std::atomic<int> lastError{0};
+};
+
+Log::Log(std::string path, std::shared_ptr<File> file, std::shared_ptr<SerialQueue> queue, Clock clock)
+    : path_(std::move(path)), file_(std::move(file)), queue_(std::move(queue)), clock_(std::move(clock)) {}
+
+std::shared_ptr<Log> Log::open(const std::string& directory) {
+    return open(directory, SerialQueue::create(queueLabel),
+                [] { return static_cast<std::int64_t>(std::time(nullptr)); });
+}
+
+std::shared_ptr<Log> Log::open(const std::string& directory, std::shared_ptr<SerialQueue> queue, Clock clock) {
+    makeFolders(directory);
+    std::string path = Path::joined(directory, fileName);
+    FileDescriptor file(
+        ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, fileMode));
+    if (!file.isOpen()) return nullptr;
+    return std::shared_ptr<Log>(
+        new Log(std::move(path), std::make_shared<File>(std::move(file)), std::move(queue), std::move(clock)));
+}
+
+std::string Log::defaultDirectory() {
+    return Path::joined(HomeFolder::current(), "Library/Logs/Varnel");
+}
+
+void Log::write(std::string_view message) {
+    const std::string text = Text::repaired(message);
+    std::string line = LogStamp::text(clock_()) + ' ' + text + '\n';
+    SystemLog::mirror(text);
+    queue_->async([file = file_, line = std::move(line)] { file->append(line); });
+}
+
+void Log::flush() {
+    queue_->sync([] {});
+}
+
+int Log::lastError() const {
+    return file_->lastError;
+}
+
+}  // namespace varnel

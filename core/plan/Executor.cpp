@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: MIT
+#include "core/plan/Executor.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <expected>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "core/base/Checked.h"
+#include "core/base/FileDescriptor.h"
+#include "core/base/Path.h"
+#include "core/base/Text.h"
+#include "core/log/Log.h"
+#include "core/plan/ExecResult.h"
+#include "core/plan/Plan.h"
+#include "core/plan/TreeRemover.h"
+#include "core/scan/Directory.h"
+#include "core/scan/PathGuard.h"
+#include "core/scan/VolumeIdentity.h"
+
+namespace varnel::Executor {
+namespace {
+
+constexpr const char* otherVolume = "skipped: parent is on a different volume";
+constexpr const char* isMountPoint = "skipped: is a mount point";
+constexpr const char* isSymlink = "skipped: symlink";
+constexpr const char* outsideRoot = "refused: outside the root";
+
+/// Files in plan order, then folders, the longest path first, equal lengths in plan order.
+std::vector<const MatchItem*> workList(const Plan& plan) {
+    std::vector<const MatchItem*> files;
+    std::vector<std::pair<std::int64_t, const MatchItem*>> folders;
+    files.reserve(plan.items.size());
+    for (const MatchItem& item : plan.items) {
+        if (item.isDirectory) {
+            folders.emplace_back(Text::characterCount(item.path), &item);
+        } else {
+            files.push_back(&item);
+        }
+    }
+    std::stable_sort(folders.begin(), folders.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
+    for (const auto& [length, folder] : folders)
+        files.push_back(folder);
+    return files;
+}
+
+/// The item's path below the root; none where it does not lie there.
+std::optional<std::string_view> belowRoot(std::string_view path, std::string_view root) {
+    if (!Path::isAtOrBelow(path, root)) return std::nullopt;
+    path.remove_prefix(root == "/" ? 1 : std::min(path.size(), root.size() + 1));
+    if (path.empty() || path.ends_with('/')) return std::nullopt;
+    for (std::size_t start = 0; start <= path.size();) {
+        const std::size_t end = std::min(path.find('/', start), path.size());
+        const std::string_view part = path.substr(start, end - start);
+        if (part.empty() || part == "." || part == "..") return std::nullopt;
+        start = end + 1;
+    }
+    return path;
+}
+
+/// The folder that holds the item at hand. Items of one folder follow each other, and the next folder mostly lies
+/// below the last one, so an open folder is kept until the next one is known.
+class Parents {
+public:
+    Parents(std::string root, std::int32_t device, FileDescriptor opened)
+        : root_(std::move(root)), device_(device), rootFolder_(std::move(opened)) {
+        if (const auto facts = Directory::factsOf(rootFolder_.get())) rootFacts_ = *facts;
+    }
+
+    struct Parent {
+        int folder = -1;
+        Directory::Facts facts;
+    };
+
+    /// The open folder at the path `below` the root, or the reason why the items in it are left alone.
+    std::expected<Parent, const char*> at(std::string_view below) {
+        if (isHeld_ && below == below_) return held();
+        const bool isDeeper =
+            isHeld_ && !below_.empty() && below.size() > below_.size() && Path::isAtOrBelow(below, below_);
+        const int start = isDeeper ? folder_.get() : rootFolder_.get();
+        const std::string_view rest = isDeeper ? below.substr(below_.size() + 1) : below;
+        auto opened = Directory::openBeneath(start, rest, Directory::Purpose::lookUp);
+        if (!opened) return std::unexpected(refusal(opened.error(), below));
+        const auto facts = Directory::factsOf(opened->get());
+        if (!facts || facts->device != device_ || !facts->isOnSameMount(rootFacts_)) {
+            return std::unexpected(otherVolume);
+        }
+        folder_ = *std::move(opened);
+        facts_ = *facts;
+        below_ = below;
+        isHeld_ = true;
+        return held();
+    }
+
+private:
+    Parent held() const { return {folder_.get(), facts_}; }
+
+    /// A link on the way is refused wherever it leads; the reason tells the two cases apart.
+    const char* refusal(int error, std::string_view below) const {
+        if (error != ELOOP) return otherVolume;
+        const auto behind = Directory::factsFollowingLinks(Path::joined(root_, below));
+        return behind && behind->device == device_ ? isSymlink : otherVolume;
+    }
+
+    std::string root_;
+    std::int32_t device_;
+    FileDescriptor rootFolder_;
+    Directory::Facts rootFacts_;
+    bool isHeld_ = false;
+    std::string below_;
+    FileDescriptor folder_;
+    Directory::Facts facts_;
+};
+
+class Execution {
+public:
+    Execution(std::string root, bool dryRun, Log* log, Parents parents)
+        : root_(std::move(root)), dryRun_(dryRun), log_(log), parents_(std::move(parents)) {}
+
+    void work(const MatchItem& item) {
+        const auto below = belowRoot(item.path, root_);
+        if (!below) return fail(item, outsideRoot);
+        const std::string name(Path::lastComponent(*below));
+        const auto parent = parents_.at(Path::withoutLastComponent(*below));
+        if (!parent) return fail(item, parent.error());
+        const auto facts = Directory::facts(parent->folder, name.c_str());
+        if (!facts) {
+            result.skipped.push_back(item.path);
+            return;
+        }
+        if (facts->isDirectory && (facts->isMountRoot || facts->device != parent->facts.device)) {
+            return fail(item, isMountPoint);
+        }
+        if (facts->isSymlink && item.isDirectory) return fail(item, isSymlink);
+        if (dryRun_) {
+            count(item, item.isDirectory);
+            write("DRY   ", item);
+            return;
+        }
+        const int error = facts->isDirectory ? remover_.remove(parent->folder, name)
+                                             : Directory::removeEntry(parent->folder, name.c_str());
+        if (error == 0) {
+            count(item, facts->isDirectory);
+            write("DEL   ", item);
+            return;
+        }
+        const std::string reason = std::generic_category().message(error);
+        fail(item, reason);
+        if (log_ != nullptr) log_->write("FAIL  " + item.ruleID + "  " + item.path + "  " + reason);
+    }
+
+    void close() {
+        if (log_ != nullptr) log_->write("DONE  " + root_ + "  " + result.summary(dryRun_));
+    }
+
+    ExecResult result;
+
+private:
+    void fail(const MatchItem& item, std::string reason) { result.failures.push_back({item.path, std::move(reason)}); }
+
+    void count(const MatchItem& item, bool isFolder) {
+        result.removed = addOrTrap(result.removed, 1);
+        result.bytes = addOrTrap(result.bytes, item.bytes);
+        if (isFolder) result.removedDirectories = addOrTrap(result.removedDirectories, 1);
+    }
+
+    void write(const char* tag, const MatchItem& item) {
+        if (log_ != nullptr) log_->write(tag + item.ruleID + "  " + item.path);
+    }
+
+    std::string root_;
+    bool dryRun_;
+    Log* log_;
+    Parents parents_;
+    TreeRemover remover_;
+};
+
+ExecResult refused(const std::string& root, const char* reason) {
+    ExecResult result;
+    result.failures.push_back({root, reason});
+    return result;
+}
+
+}  // namespace
+
+ExecResult execute(const Plan& plan, bool dryRun, Log* log) {
+    const auto always = [](const ExecResult&) { return true; };
+    return execute(plan, dryRun, log, {std::nullopt, always});
+}
+
+ExecResult execute(const Plan& plan, bool dryRun, Log* log, const Supervision& supervision) {
+    const std::string root = Path::standardized(plan.root);
+    if (PathGuard::isForbidden(root)) return refused(root, "refused: protected path");
+    const auto facts = Directory::factsFollowingLinks(root);
+    if (!facts) return refused(root, "refused: cannot stat root");
+
+    // What cannot be opened, or is another volume by now, has no folder in which anything could be removed.
+    FileDescriptor opened;
+    if (auto folder = Directory::openRoot(root, Directory::Links::follow, Directory::Purpose::lookUp)) {
+        const auto& expected = supervision.volume;
+        if (!expected || VolumeIdentity::of(folder->get()) == expected) opened = *std::move(folder);
+    }
+    Execution execution(root, dryRun, log, Parents(root, facts->device, std::move(opened)));
+    for (const MatchItem* item : workList(plan)) {
+        if (!supervision.mayGoOn(execution.result)) break;
+        execution.work(*item);
+    }
+    execution.close();
+    return std::move(execution.result);
+}
+
+}  // namespace varnel::Executor

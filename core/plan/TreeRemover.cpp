@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: MIT
+#include "core/plan/TreeRemover.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/base/FileDescriptor.h"
+#include "core/scan/Directory.h"
+
+namespace varnel {
+namespace {
+
+/// Folders held open at most. A shallower one is given up and found again through "..".
+constexpr std::size_t mostHeld = 60;
+
+struct Entry {
+    std::string name;
+    bool isFolder = false;  // by the listing, which may be out of date by now
+};
+
+struct Level {
+    FileDescriptor folder;
+    Directory::Facts facts;
+    std::string name;
+    std::vector<Entry> entries;  // still to be removed, the next one last
+};
+
+class Removal {
+public:
+    Removal(Directory::Listing& listing, const Directory::Facts& volume) : listing_(listing), volume_(volume) {}
+
+    /// 0 or the first error.
+    int run(int parent, const std::string& name) {
+        if (const int error = enter(parent, name); error != 0) {
+            if (error == ENOENT) return 0;
+            // What cannot be listed may still be empty.
+            if (error != EACCES || Directory::removeFolder(parent, name.c_str()) != 0) return error;
+            return 0;
+        }
+        while (levels_.size() > 1 || !levels_.back().entries.empty()) {
+            if (levels_.back().entries.empty()) {
+                if (!leave()) return error_;
+            } else {
+                removeNext();
+            }
+        }
+        levels_.clear();
+        noteUnlessGone(Directory::removeFolder(parent, name.c_str()));
+        return error_;
+    }
+
+private:
+    void note(int error) {
+        if (error_ == 0) error_ = error;
+    }
+
+    void noteUnlessGone(int error) {
+        if (error != 0 && error != ENOENT) note(error);
+    }
+
+    /// Opens and lists a folder and makes it the deepest level; 0 or why it could not be opened.
+    int enter(int parent, const std::string& name) {
+        auto opened = Directory::openChild(parent, name);
+        if (!opened) return opened.error();
+        const auto facts = Directory::factsOf(opened->descriptor.get());
+        if (!facts) return facts.error();
+        // A subvolume of the same mount is another device: opening it crosses no mount, and yet it is not ours.
+        if (!facts->isOnSameMount(volume_)) return EXDEV;
+        Level level{std::move(opened->descriptor), *facts, name, {}};
+        listing_.begin(level.folder.get());
+        for (Directory::ListedEntry listed; listing_.next(listed);) {
+            const bool isFolder =
+                listed.kind == Directory::ListedKind::directory || listed.kind == Directory::ListedKind::unknown;
+            level.entries.push_back({std::string(listed.name), isFolder});
+        }
+        if (listing_.error() != 0) note(listing_.error());
+        levels_.push_back(std::move(level));
+        if (levels_.size() > mostHeld) levels_[levels_.size() - 1 - mostHeld].folder.reset();
+        return 0;
+    }
+
+    void removeNext() {
+        const Entry entry = std::move(levels_.back().entries.back());
+        levels_.back().entries.pop_back();
+        const int folder = levels_.back().folder.get();
+        if (!entry.isFolder) {
+            const int error = Directory::removeEntry(folder, entry.name.c_str());
+            if (error != EISDIR && error != EPERM) {
+                noteUnlessGone(error);
+                return;
+            }
+        }
+        const int error = enter(folder, entry.name);
+        if (error == 0 || error == ENOENT) return;
+        if (error == ENOTDIR || error == ELOOP) {  // no folder, or none any more: the thing itself goes
+            noteUnlessGone(Directory::removeEntry(folder, entry.name.c_str()));
+        } else if (error != EACCES || Directory::removeFolder(folder, entry.name.c_str()) != 0) {
+            note(error);
+        }
+    }
+
+    /// Removes the deepest level, emptied by now, and goes back to the one above. False where that one is lost.
+    bool leave() {
+        const Level emptied = std::move(levels_.back());
+        levels_.pop_back();
+        Level& above = levels_.back();
+        if (!above.folder.isOpen()) {
+            auto parent = Directory::openParent(emptied.folder.get());
+            if (!parent) {
+                note(parent.error());
+                return false;
+            }
+            // Somebody may have moved the folder: then ".." leads out of the tree, and everything stops here.
+            const auto facts = Directory::factsOf(parent->get());
+            if (!facts || !facts->isSameFolder(above.facts)) {
+                note(ESTALE);
+                return false;
+            }
+            above.folder = *std::move(parent);
+        }
+        noteUnlessGone(Directory::removeFolder(above.folder.get(), emptied.name.c_str()));
+        return true;
+    }
+
+    Directory::Listing& listing_;
+    const Directory::Facts& volume_;
+    std::vector<Level> levels_;
+    int error_ = 0;
+};
+
+}  // namespace
+
+int TreeRemover::remove(int parent, const std::string& name) {
+    const auto volume = Directory::factsOf(parent);
+    if (!volume) return volume.error();
+    return Removal(listing_, *volume).run(parent, name);
+}
+
+}  // namespace varnel

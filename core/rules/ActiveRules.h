@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/rules/Rule.h"
+#include "core/rules/RuleScope.h"
+#include "core/rules/RuleSet.h"
+
+namespace varnel {
+
+/// The rules of one scope, prepared once for a question that is asked for every entry of a tree.
+///
+/// Gives exactly the answers of RuleSet::firstMatch. A name's first byte picks the few rules that can claim it, most
+/// often none; glob patterns are split beforehand.
+class ActiveRules {
+public:
+    ActiveRules(const RuleSet& set, RuleScope scope);
+
+    /// The first rule, in table order, that applies; null when none does. Points into this object.
+    const Rule* firstMatch(std::string_view name, bool isDirectory) const;
+
+    const std::vector<Rule>& rules() const { return rules_; }
+
+private:
+    bool applies(std::size_t index, std::string_view name, bool isDirectory) const;
+
+    std::vector<Rule> rules_;
+    std::vector<std::vector<std::string>> globs_;             // parallel to rules_, empty but for globs
+    std::array<std::vector<std::uint32_t>, 256> candidates_;  // rules that can claim a name with that first byte
+};
+
+}  // namespace varnel

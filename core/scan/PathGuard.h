@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <string_view>
+
+namespace varnel::PathGuard {
+
+/// The system's own folders, refused with everything below them, on every platform.
+inline constexpr std::array<std::string_view, 12> forbidden = {
+    "/System",       "/usr", "/bin",   "/sbin", "/private", "/Library",
+    "/Applications", "/opt", "/cores", "/dev",  "/etc",     "/var",
+};
+
+/// Whether a path must never be cleaned: "/", the home folder itself (folders inside it are allowed), the folders
+/// above and those that the platform adds, with all below them. Standardises the path first; compares bytes.
+bool isForbidden(std::string_view path);
+
+}  // namespace varnel::PathGuard

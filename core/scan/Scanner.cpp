@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+#include "core/scan/Scanner.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "core/base/Checked.h"
+#include "core/base/FunctionRef.h"
+#include "core/base/Path.h"
+#include "core/plan/Plan.h"
+#include "core/rules/ActiveRules.h"
+#include "core/rules/Rule.h"
+#include "core/rules/RuleSet.h"
+#include "core/scan/Directory.h"
+#include "core/scan/FSInfo.h"
+#include "core/scan/Walker.h"
+
+namespace varnel {
+namespace {
+
+/// The one rule that consults the protected extensions.
+constexpr std::string_view companionRule = "appledouble";
+
+constexpr std::int64_t progressInterval = 4096;
+
+using Labels = std::map<std::string, std::string, std::less<>>;
+
+Labels labelsOf(const RuleSet& rules) {
+    Labels labels;
+    for (const Rule& rule : rules.rules) {
+        if (!labels.emplace(rule.id, rule.label).second) trap("two rules of one rule set have the same id");
+    }
+    return labels;
+}
+
+/// Collects what a walk finds.
+class Findings {
+public:
+    Findings(const RuleSet& rules, RuleScope scope) : rules_(rules), labels_(labelsOf(rules)), active_(rules, scope) {}
+
+    bool isOfNoInterest(std::string_view name) const {
+        return active_.firstMatch(name, /*isDirectory=*/false) == nullptr;
+    }
+
+    /// Records the entry; answers whether to descend into it.
+    bool visit(const WalkEntry& entry) {
+        const Rule* const rule = active_.firstMatch(entry.name, entry.isDirectory);
+        if (rule == nullptr) return true;
+        if (rule->id == companionRule && rules_.isProtected(entry.name)) {
+            plan.protectedItems.push_back(entry.path);
+            return true;
+        }
+        plan.items.push_back({entry.path, entry.name, rule->id, entry.isDirectory, entry.size});
+        RuleTally& tally = tallyOf(*rule);
+        tally.count = addOrTrap(tally.count, 1);
+        tally.bytes = addOrTrap(tally.bytes, entry.size);
+        if (entry.isDirectory) tally.directories = addOrTrap(tally.directories, 1);
+        return !entry.isDirectory;
+    }
+
+    Plan plan;
+
+private:
+    /// The rule's tally, begun at its first claim: so the tallies stand in that order.
+    RuleTally& tallyOf(const Rule& rule) {
+        for (RuleTally& tally : plan.tallies) {
+            if (tally.ruleID == rule.id) return tally;
+        }
+        const auto label = labels_.find(rule.id);
+        return plan.tallies.emplace_back(RuleTally{rule.id, label == labels_.end() ? rule.id : label->second, 0, 0, 0});
+    }
+
+    const RuleSet& rules_;
+    Labels labels_;
+    ActiveRules active_;
+};
+
+}  // namespace
+
+Plan Scanner::scan(const std::string& root) const {
+    return scan(root, [](const ScanProgress&) {});
+}
+
+Plan Scanner::scan(const std::string& root, FunctionRef<void(const ScanProgress&)> onProgress) const {
+    const std::string path = Path::standardized(root);
+    Findings findings(rules, scope);
+    findings.plan.root = path;
+    findings.plan.volume = {path, FSInfo::type(path).value_or("unknown"), /*isLocal=*/true, /*isRemovable=*/false,
+                            /*isInternal=*/false};
+    std::int64_t entries = 0;
+    const auto count = [&] {
+        if (++entries % progressInterval != 0) return;
+        onProgress({entries, static_cast<std::int64_t>(findings.plan.items.size())});
+    };
+    Walker::walk(
+        path, [&](std::string problem) { findings.plan.errors.push_back(std::move(problem)); },
+        [&](const WalkEntry& entry) {
+            if (entry.isDirectory) count();
+            return findings.visit(entry);
+        },
+        [&](std::string_view name, Directory::ListedKind) {
+            count();
+            return findings.isOfNoInterest(name);
+        });
+    return std::move(findings.plan);
+}
+
+}  // namespace varnel

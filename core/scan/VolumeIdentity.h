@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace varnel {
+
+/// What tells the volume below a folder from another one that is mounted in its place later.
+///
+/// Port: `of` is the platform's. Device numbers and mount ids are given out again at once, so neither is enough.
+struct VolumeIdentity {
+    std::int32_t device = 0;
+    std::uint64_t rootInode = 0;
+    std::uint64_t uniqueMount = 0;  ///< Never given out twice; 0 where the kernel has no such number.
+    std::uint64_t fileSystem = 0;
+    std::uint64_t blocks = 0;
+    std::int64_t born = 0;  ///< When the folder was made, seconds since 1970; 0 where unknown.
+
+    /// The identity of the volume at `folder`, links followed; none where it cannot be asked.
+    static std::optional<VolumeIdentity> of(const std::string& folder);
+    /// The same for an open folder.
+    static std::optional<VolumeIdentity> of(int descriptor);
+
+    bool operator==(const VolumeIdentity&) const = default;
+};
+
+}  // namespace varnel

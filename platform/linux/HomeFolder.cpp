@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+//
+// The shell, and every program started from it, takes HOME for the home folder; so does this one where it is set to
+// an absolute path, and asks the user database otherwise.
+#include "core/base/HomeFolder.h"
+
+#ifndef __linux__
+#error "This source is for Linux."
+#endif
+
+#include <pwd.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/base/FunctionRef.h"
+
+namespace varnel::HomeFolder {
+namespace {
+
+std::optional<std::string> fromDatabase(FunctionRef<int(passwd*, char*, std::size_t, passwd**)> lookUp) {
+    std::vector<char> buffer(1024);
+    for (;;) {
+        passwd entry{};
+        passwd* found = nullptr;
+        const int error = lookUp(&entry, buffer.data(), buffer.size(), &found);
+        if (error == ERANGE && buffer.size() < (1U << 20U)) {
+            buffer.resize(buffer.size() * 2);
+            continue;
+        }
+        if (found == nullptr || found->pw_dir == nullptr) return std::nullopt;
+        return std::string(found->pw_dir);
+    }
+}
+
+std::optional<std::string> ofCurrentUser() {
+    return fromDatabase([](passwd* entry, char* buffer, std::size_t size, passwd** found) {
+        return ::getpwuid_r(::getuid(), entry, buffer, size, found);
+    });
+}
+
+std::optional<std::string> fromEnvironment() {
+    const char* const home = std::getenv("HOME");  // NOLINT(concurrency-mt-unsafe): nothing here calls setenv
+    if (home == nullptr || home[0] != '/') return std::nullopt;
+    return std::string(home);
+}
+
+}  // namespace
+
+std::string current() {
+    if (auto home = fromEnvironment()) return *std::move(home);
+    return ofCurrentUser().value_or("");
+}
+
+std::optional<std::string> of(std::string_view user) {
+    const std::string name(user);
+    return fromDatabase([&name](passwd* entry, char* buffer, std::size_t size, passwd** found) {
+        return ::getpwnam_r(name.c_str(), entry, buffer, size, found);
+    });
+}
+
+std::vector<std::string> all() {
+    std::vector<std::string> folders;
+    if (auto home = fromEnvironment()) folders.push_back(*std::move(home));
+    if (auto home = ofCurrentUser()) folders.push_back(*std::move(home));
+    return folders;
+}
+
+}  // namespace varnel::HomeFolder

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#include "core/base/SerialQueue.h"
+
+#ifndef __linux__
+#error "This source is for Linux."
+#endif
+
+#include <pthread.h>
+
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+#include <functional>
+#include <future>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "core/base/FunctionRef.h"
+
+namespace varnel {
+namespace {
+
+class AsioQueue final : public SerialQueue {
+public:
+    explicit AsioQueue(const std::string& label) {
+        // The thread shares the loop, so the queue may be let go of from within its own work.
+        thread_ = std::thread([loop = loop_] { loop->context.run(); });
+        // The kernel keeps 15 bytes of a thread's name; the end of the label is the telling part.
+        const std::string shortName = label.size() > 15 ? label.substr(label.size() - 15) : label;
+        ::pthread_setname_np(thread_.native_handle(), shortName.c_str());
+    }
+
+    ~AsioQueue() final {
+        loop_->keepRunning.reset();
+        if (thread_.get_id() == std::this_thread::get_id()) {
+            thread_.detach();
+        } else {
+            thread_.join();
+        }
+    }
+
+    AsioQueue(const AsioQueue&) = delete;
+    AsioQueue& operator=(const AsioQueue&) = delete;
+
+    void async(std::function<void()> work) final { asio::post(loop_->context, std::move(work)); }
+
+    void sync(FunctionRef<void()> work) final {
+        std::promise<void> done;
+        asio::post(loop_->context, [&] {
+            work();
+            done.set_value();
+        });
+        done.get_future().wait();
+    }
+
+private:
+    struct Loop {
+        asio::io_context context{1};
+        asio::executor_work_guard<asio::io_context::executor_type> keepRunning = asio::make_work_guard(context);
+    };
+
+    std::shared_ptr<Loop> loop_ = std::make_shared<Loop>();
+    std::thread thread_;
+};
+
+}  // namespace
+
+std::shared_ptr<SerialQueue> SerialQueue::create(const std::string& label) {
+    return std::make_shared<AsioQueue>(label);
+}
+
+}  // namespace varnel

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#include "core/scan/VolumeIdentity.h"
+
+#ifndef __linux__
+#error "This source is for Linux."
+#endif
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/vfs.h>
+
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string>
+
+#include "core/base/FileDescriptor.h"
+
+namespace varnel {
+namespace {
+
+constexpr unsigned uniqueMountMask = 0x4000;  // STATX_MNT_ID_UNIQUE, kernel 6.8; Debian 12's headers are older
+
+}  // namespace
+
+std::optional<VolumeIdentity> VolumeIdentity::of(const std::string& folder) {
+    const FileDescriptor descriptor(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!descriptor.isOpen()) return std::nullopt;
+    return of(descriptor.get());
+}
+
+std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
+    struct statx answer {};
+    constexpr unsigned mask = STATX_TYPE | STATX_INO | STATX_BTIME | uniqueMountMask;
+    if (::statx(descriptor, "", AT_EMPTY_PATH | AT_NO_AUTOMOUNT, mask, &answer) != 0) return std::nullopt;
+    VolumeIdentity identity;
+    identity.device = static_cast<std::int32_t>(makedev(answer.stx_dev_major, answer.stx_dev_minor));
+    identity.rootInode = answer.stx_ino;
+    if ((answer.stx_mask & uniqueMountMask) != 0) {
+        identity.uniqueMount = answer.stx_mnt_id;
+        return identity;
+    }
+    if ((answer.stx_mask & STATX_BTIME) != 0) identity.born = answer.stx_btime.tv_sec;
+    struct statfs system {};
+    if (::fstatfs(descriptor, &system) != 0) return std::nullopt;
+    static_assert(sizeof system.f_fsid == sizeof identity.fileSystem);
+    std::memcpy(&identity.fileSystem, &system.f_fsid, sizeof identity.fileSystem);
+    identity.blocks = system.f_blocks;
+    return identity;
+}
+
+}  // namespace varnel
