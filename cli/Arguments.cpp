@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+#include "cli/Arguments.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Error.hpp>
+#include <CLI/Formatter.hpp>
+#include <CLI/Option.hpp>
+#include <CLI/Validators.hpp>
+#include <algorithm>
+#include <cstdint>
+#include <expected>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/ExitStatus.h"
+#include "core/rules/Rule.h"
+#include "core/rules/RuleScope.h"
+#include "core/rules/RuleSet.h"
+
+namespace varnel::cli {
+namespace {
+
+constexpr const char* footer =
+    "Exit status: 0 done, 1 something failed or was declined, 2 wrong usage, 3 refused, 130 interrupted.";
+
+/// The options of scan and clean as they were given.
+struct SelectionWords {
+    Selection selection;
+    bool live = false;
+    std::vector<std::string> only;
+    std::vector<std::string> except;
+};
+
+void addSelection(CLI::App& command, SelectionWords& words, std::vector<std::string>& paths) {
+    command.add_option("PATH", paths, "Folders or volumes")->required();
+    command.add_flag("--json", words.selection.json, "Print one JSON object per PATH");
+    command.add_option("--samples", words.selection.samples, "How many items to list; 0 lists none")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::NonNegativeNumber);
+    command.add_flag("--live", words.live, "Only the rules that the live watcher applies");
+    auto* const only =
+        command.add_option("--only", words.only, "Only these rules")->delimiter(',')->type_name("ID,...")->expected(1);
+    command.add_option("--except", words.except, "All rules but these")
+        ->delimiter(',')
+        ->type_name("ID,...")
+        ->expected(1)
+        ->excludes(only);
+}
+
+bool isListed(const std::vector<std::string>& ids, const std::string& id) {
+    return std::find(ids.begin(), ids.end(), id) != ids.end();
+}
+
+/// Switches rules off as --only and --except say; throws what is wrong with them in the parser's own manner.
+Selection selected(SelectionWords words) {
+    std::vector<Rule>& rules = words.selection.rules.rules;
+    for (const auto* const ids : {&words.only, &words.except}) {
+        for (const std::string& id : *ids) {
+            if (std::none_of(rules.begin(), rules.end(), [&](const Rule& rule) { return rule.id == id; })) {
+                throw CLI::ValidationError("there is no rule \"" + id + "\"; `varnel rules` lists them");
+            }
+        }
+    }
+    for (Rule& rule : rules) {
+        if (!words.only.empty() && !isListed(words.only, rule.id)) rule.enabled = false;
+        if (isListed(words.except, rule.id)) rule.enabled = false;
+    }
+    if (words.live) words.selection.scope = RuleScope::watcher;
+    return std::move(words.selection);
+}
+
+/// The whole command line: the parser and what it fills in.
+class CommandLine {
+public:
+    CommandLine() {
+        app_.set_version_flag("--version", "varnel " VARNEL_VERSION, "Print the version");
+        app_.footer(footer);
+        app_.require_subcommand(1);
+        addSelection(scan_, scanWords_, scanArguments_.paths);
+        addSelection(clean_, cleanWords_, cleanArguments_.paths);
+        clean_.add_flag("--yes", cleanArguments_.yes, "Do not ask");
+        clean_.add_flag("--dry-run", cleanArguments_.dryRun, "Do everything but delete");
+        clean_.add_flag("--mac-format", cleanArguments_.macFormat, "Also clean Mac-formatted volumes");
+        clean_.add_flag("--allow-live-forks", cleanArguments_.allowLiveForks,
+                        "Also clean shares whose file server keeps live data in ._ files");
+        clean_.add_flag("--force-system-volume-information", cleanArguments_.forceSystemVolumeInformation,
+                        "Also remove a System Volume Information folder that holds data or keys");
+        rules_.add_flag("--json", rulesArguments_.json, "Print JSON");
+        log_.add_option("-n,--lines", lines_, "Print the last N lines")->type_name("N")->check(CLI::NonNegativeNumber);
+        log_.add_flag("-f,--follow", logArguments_.follow, "Go on printing lines as they are written");
+        help_.add_option("COMMAND", topic_, "The command to explain");
+    }
+
+    std::expected<Arguments, Answer> parse(std::vector<std::string> words) {
+        std::reverse(words.begin(), words.end());  // the parser takes them from the back
+        try {
+            app_.parse(std::move(words));
+            return arguments();
+        } catch (const CLI::ParseError& error) {
+            return std::unexpected(answer(error));
+        }
+    }
+
+private:
+    Arguments arguments() {
+        if (scan_.parsed()) {
+            scanArguments_.selection = selected(std::move(scanWords_));
+            return scanArguments_;
+        }
+        if (clean_.parsed()) {
+            cleanArguments_.selection = selected(std::move(cleanWords_));
+            return cleanArguments_;
+        }
+        if (rules_.parsed()) return rulesArguments_;
+        if (log_.parsed()) {
+            if (log_.count("--lines") > 0) logArguments_.lines = lines_;
+            return logArguments_;
+        }
+        if (!topic_.empty() && topic() == nullptr) {
+            throw CLI::ValidationError("there is no command \"" + topic_ + "\"");
+        }
+        throw CLI::CallForHelp();
+    }
+
+    /// The command that help was asked for, if there is one of that name.
+    const CLI::App* topic() {
+        const auto named =
+            app_.get_subcommands([this](const CLI::App* command) { return command->get_name() == topic_; });
+        return named.empty() ? nullptr : named.front();
+    }
+
+    Answer answer(const CLI::ParseError& error) {
+        std::ostringstream out;
+        std::ostringstream problem;
+        if (const CLI::App* const command = topic())
+            return {command->help("varnel"), /*isError=*/false, ExitStatus::done};
+        if (error.get_exit_code() == 0) {
+            app_.exit(error, out, problem);
+            return {out.str(), /*isError=*/false, ExitStatus::done};
+        }
+        return {std::string("varnel: ") + error.what() + "\nTry `varnel --help`.\n", /*isError=*/true,
+                ExitStatus::wrongUsage};
+    }
+
+    CLI::App app_{"Removes the litter that Macs and Windows PCs leave on disks that are not theirs.", "varnel"};
+    CLI::App& scan_ = *app_.add_subcommand("scan", "Show what would be removed; delete nothing");
+    CLI::App& clean_ = *app_.add_subcommand("clean", "Scan, show, ask, delete");
+    CLI::App& rules_ = *app_.add_subcommand("rules", "Print the rules and the protected file types");
+    CLI::App& log_ = *app_.add_subcommand("log", "Print the path of the activity log, or its lines");
+    CLI::App& help_ = *app_.add_subcommand("help", "Explain a command");
+    SelectionWords scanWords_;
+    SelectionWords cleanWords_;
+    ScanArguments scanArguments_;
+    CleanArguments cleanArguments_;
+    RulesArguments rulesArguments_;
+    LogArguments logArguments_;
+    std::int64_t lines_ = 0;
+    std::string topic_;
+};
+
+}  // namespace
+
+std::expected<Arguments, Answer> parseArguments(const std::vector<std::string>& words) {
+    return CommandLine().parse(words);
+}
+
+}  // namespace varnel::cli

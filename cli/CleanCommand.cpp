@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "cli/Arguments.h"
+#include "cli/Commands.h"
+#include "cli/ExitStatus.h"
+#include "cli/Interruption.h"
+#include "cli/LiveForks.h"
+#include "cli/Notes.h"
+#include "cli/Output.h"
+#include "cli/ProgressLine.h"
+#include "cli/Target.h"
+#include "core/log/Log.h"
+#include "core/plan/ExecResult.h"
+#include "core/plan/Executor.h"
+#include "core/plan/Plan.h"
+#include "core/plan/PlanCoding.h"
+#include "core/plan/PlanReport.h"
+#include "core/scan/FSInfo.h"
+#include "core/scan/Scanner.h"
+#include "core/scan/VolumeIdentity.h"
+#include "core/volumes/Volume.h"
+
+namespace varnel::cli {
+namespace {
+
+/// The result of one path as one JSON object.
+std::string json(const std::string& path, bool dryRun, const ExecResult& result,
+                 const std::vector<std::string>& errors) {
+    const auto texts = [](const std::vector<std::string>& list) {
+        std::string text = "[";
+        for (const std::string& element : list)
+            text += (text.size() > 1 ? "," : "") + PlanCoding::encodeText(element);
+        return text + ']';
+    };
+    std::string failures = "[";
+    for (const ExecResult::Failure& failure : result.failures) {
+        failures += std::string(failures.size() > 1 ? "," : "") + "{\"path\":" + PlanCoding::encodeText(failure.path) +
+                    ",\"reason\":" + PlanCoding::encodeText(failure.reason) +
+                    PlanCoding::encodePathBytes(failure.path) + '}';
+    }
+    return "{\"root\":" + PlanCoding::encodeText(path) + ",\"dryRun\":" + (dryRun ? "true" : "false") +
+           ",\"removed\":" + std::to_string(result.removed) +
+           ",\"removedDirectories\":" + std::to_string(result.removedDirectories) +
+           ",\"bytes\":" + std::to_string(result.bytes) + ",\"failures\":" + failures +
+           "],\"skipped\":" + texts(result.skipped) + ",\"errors\":" + texts(errors) +
+           ",\"summary\":" + PlanCoding::encodeText(result.summary(dryRun)) + PlanCoding::encodePathBytes(path) + "}\n";
+}
+
+/// The clean of one path after the other.
+class Clean {
+public:
+    explicit Clean(const CleanArguments& arguments)
+        : arguments_(arguments), log_(Log::open(Log::defaultDirectory())), canAsk_(Terminal::canAsk()) {
+        if (!log_) Output::message("log unavailable: " + Output::shownInMessage(Log::defaultDirectory()));
+    }
+
+    ExitStatus all() {
+        auto status = ExitStatus::done;
+        for (const std::string& word : arguments_.paths) {
+            status = graver(status, one(Target::path(word)));
+            if (Interruption::isRequested()) return ExitStatus::interrupted;
+        }
+        return status;
+    }
+
+    /// Says what the log could not take; a full disk is no reason to stop a clean.
+    void closeLog() {
+        if (!log_) return;
+        log_->flush();
+        if (log_->lastError() == 0) return;
+        Output::message("the log is incomplete: " + Output::shownInMessage(log_->path()) + ": " +
+                        std::generic_category().message(log_->lastError()));
+    }
+
+private:
+    ExitStatus one(const std::string& path) {
+        if (const auto refusal = whyRefused(path)) {
+            Output::message(Output::shownInMessage(path) + ' ' + *refusal);
+            if (arguments_.selection.json) {
+                ExecResult result;
+                result.failures.push_back({path, *refusal});
+                Output::result(json(path, arguments_.dryRun, result, {}));
+            }
+            return ExitStatus::refused;
+        }
+        const auto volume = VolumeIdentity::of(path);
+        Plan plan = scan(path);
+        auto status = plan.errors.empty() ? ExitStatus::done : ExitStatus::failed;
+        if (const std::string problem = Target::problem(path); !problem.empty()) {
+            Output::message(Output::shownInMessage(path) + ": " + problem);
+        }
+        const std::vector<std::string> kept =
+            arguments_.forceSystemVolumeInformation ? std::vector<std::string>() : Notes::keepSystemVolumes(plan);
+        show(plan, kept);
+        if (plan.isEmpty()) {
+            if (arguments_.selection.json) Output::result(json(path, arguments_.dryRun, {}, plan.errors));
+            return status;
+        }
+        if (asks() && !Terminal::ask("Clean? [y/N] ")) return graver(status, ExitStatus::failed);
+        return graver(status, remove(plan, volume));
+    }
+
+    bool asks() const { return !arguments_.yes && !arguments_.dryRun; }
+
+    /// Why nothing below the path may be removed, or none.
+    std::optional<std::string> whyRefused(const std::string& path) const {
+        if (Target::isProtected(path)) return "is a protected system path.";
+        if (!arguments_.allowLiveForks) {
+            if (const auto share = LiveForks::touching(path)) {
+                return "is shared by a file server that keeps live data in ._ files (" + share->configuration +
+                       "); --allow-live-forks cleans it all the same.";
+            }
+        }
+        const std::string type = FSInfo::type(path).value_or("unknown");
+        if (arguments_.macFormat || arguments_.dryRun || !Volume::isMacFormat(type)) return std::nullopt;
+        if (canAsk_ &&
+            Terminal::ask(Output::shownInMessage(path) + " is on a " + type +
+                          " volume\nThis is a Mac format. Deleting metadata here only affects Finder cosmetics, "
+                          "but it is unusual. Clean anyway? [y/N] ")) {
+            return std::nullopt;
+        }
+        return "is on a " + type + " volume, a Mac format; --mac-format cleans it all the same.";
+    }
+
+    Plan scan(const std::string& path) const {
+        ProgressLine progress;
+        return Scanner{arguments_.selection.rules, arguments_.selection.scope}.scan(
+            path, [&](const ScanProgress& now) { progress.scanning(now.entries, now.items); });
+    }
+
+    /// Shows the plan and what is dear in it: as a result, or beside the JSON for the person who is asked.
+    void show(const Plan& plan, const std::vector<std::string>& kept) const {
+        const bool json = arguments_.selection.json;
+        if (json && !asks()) {
+            for (const std::string& folder : kept)
+                Output::message(noteOnKept(Output::shownInMessage(folder)));
+            return;
+        }
+        const auto print = json ? Output::aside : Output::result;
+        print(
+            PlanReport::prettyText(plan, arguments_.selection.samples, json ? Output::shownInMessage : Output::shown));
+        for (const std::string& folder : kept)
+            print("  note: " + noteOnKept(Output::shown(folder)) + '\n');
+        // Nobody weighs anything when nothing is asked, and reading every companion is dear.
+        if (arguments_.yes) return;
+        for (const std::string& line : Notes::about(plan))
+            print("  note: " + line + '\n');
+    }
+
+    static std::string noteOnKept(const std::string& folder) {
+        return folder + " holds the volume's data or keys and stays (remove: --force-system-volume-information)";
+    }
+
+    ExitStatus remove(const Plan& plan, const std::optional<VolumeIdentity>& volume) {
+        const bool dryRun = arguments_.dryRun;
+        ExecResult result;
+        {
+            const Interruption::Deferred deferred;
+            ProgressLine progress;
+            const auto all = static_cast<std::int64_t>(plan.items.size());
+            const auto mayGoOn = [&](const ExecResult& soFar) {
+                progress.cleaning(soFar.removed, all);
+                return !Interruption::isRequested();
+            };
+            result = Executor::execute(plan, dryRun, log_.get(), {volume, mayGoOn});
+        }
+        if (arguments_.selection.json) {
+            Output::result(json(plan.root, dryRun, result, plan.errors));
+        } else {
+            Output::result(result.summary(dryRun) + '\n');
+        }
+        for (const ExecResult::Failure& failure : result.failures) {
+            Output::message(Output::shownInMessage(failure.path) + " — " + failure.reason);
+        }
+        return result.ok() ? ExitStatus::done : ExitStatus::failed;
+    }
+
+    const CleanArguments& arguments_;
+    std::shared_ptr<Log> log_;
+    bool canAsk_;
+};
+
+}  // namespace
+
+ExitStatus runClean(const CleanArguments& arguments) {
+    if (!arguments.yes && !arguments.dryRun && !Terminal::canAsk()) {
+        Output::message("clean asks before it deletes, and there is no terminal to ask at; --yes goes without asking.");
+        return ExitStatus::refused;
+    }
+    Clean clean(arguments);
+    const ExitStatus status = clean.all();
+    clean.closeLog();
+    return status;
+}
+
+}  // namespace varnel::cli

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "cli/Arguments.h"
+#include "cli/ExitStatus.h"
+
+namespace varnel::cli {
+
+/// Prints the plan of each path; deletes nothing.
+ExitStatus runScan(const ScanArguments& arguments);
+
+/// Scans, shows, asks and removes, one path after the other.
+ExitStatus runClean(const CleanArguments& arguments);
+
+/// Prints the rules and the protected file types.
+ExitStatus runRules(const RulesArguments& arguments);
+
+/// Prints the log's path or its lines.
+ExitStatus runLog(const LogArguments& arguments);
+
+}  // namespace varnel::cli

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+#include <string>
+
+#include "cli/Arguments.h"
+#include "cli/Commands.h"
+#include "cli/ExitStatus.h"
+#include "cli/Output.h"
+#include "cli/ProgressLine.h"
+#include "cli/Target.h"
+#include "core/plan/Plan.h"
+#include "core/plan/PlanCoding.h"
+#include "core/plan/PlanReport.h"
+#include "core/scan/Scanner.h"
+
+namespace varnel::cli {
+namespace {
+
+ExitStatus scanOne(const std::string& path, const Selection& selection) {
+    if (Target::isProtected(path)) {
+        Output::message(Output::shownInMessage(path) + " is a protected system path.");
+        return ExitStatus::refused;
+    }
+    Plan plan;
+    {
+        ProgressLine progress;
+        plan = Scanner{selection.rules, selection.scope}.scan(
+            path, [&](const ScanProgress& now) { progress.scanning(now.entries, now.items); });
+    }
+    if (selection.json) {
+        Output::result(PlanCoding::encode(plan) + '\n');
+    } else {
+        Output::result(PlanReport::prettyText(plan, selection.samples, Output::shown));
+    }
+    if (plan.errors.empty()) return ExitStatus::done;
+    if (const std::string problem = Target::problem(path); !problem.empty()) {
+        Output::message(Output::shownInMessage(path) + ": " + problem);
+    }
+    return ExitStatus::failed;
+}
+
+}  // namespace
+
+ExitStatus runScan(const ScanArguments& arguments) {
+    auto status = ExitStatus::done;
+    for (const std::string& word : arguments.paths) {
+        status = graver(status, scanOne(Target::path(word), arguments.selection));
+    }
+    return status;
+}
+
+}  // namespace varnel::cli

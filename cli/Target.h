@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+namespace varnel::cli::Target {
+
+/// The path that a word of the command line names: absolute, standardised. A leading tilde is the shell's business,
+/// so here it is a name like any other.
+std::string path(const std::string& word);
+
+/// Whether the path is protected as it is written, or leads through links to a place that is.
+bool isProtected(const std::string& path);
+
+/// Why a folder cannot be scanned, in words for people; empty where nothing speaks against it.
+std::string problem(const std::string& path);
+
+}  // namespace varnel::cli::Target
