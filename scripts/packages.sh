@@ -1,0 +1,40 @@
+# shellcheck shell=bash
+# Sourced by the other scripts: what they need from Debian, and how it gets on the machine.
+
+packages_build=(g++ cmake ninja-build ccache pkg-config libicu-dev nlohmann-json3-dev libasio-dev libmount-dev
+  libsystemd-dev libcli11-dev)
+packages_volumes=(exfat-fuse exfatprogs fuse3 mount util-linux)
+packages_test=(libgtest-dev libgmock-dev python3 clang-format-14 strace acl attr e2fsprogs xfsprogs btrfs-progs ntfs-3g
+  bindfs libfuse3-dev man-db)
+packages_clang=(clang-19 clang-tidy-19 libclang-rt-19-dev llvm-19)
+packages_bench=(libbenchmark-dev bfs fd-find time python3)
+
+# install_packages NAME…: installs those that are missing; quick, and without the network, when none is.
+install_packages() {
+  local missing=() name
+  for name in "$@"; do
+    dpkg-query -W -f='${db:Status-Status}\n' "$name" 2>/dev/null | grep -qx installed || missing+=("$name")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+  local root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+      echo "These packages are missing and only root can install them: ${missing[*]}" >&2
+      return 1
+    fi
+    root=(sudo)
+  fi
+  echo "installing: ${missing[*]}" >&2
+  local install=("${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends)
+  # The package lists may be missing or out of date; a source that does not answer is no reason to stop.
+  "${install[@]}" "${missing[@]}" >/dev/null 2>&1 || {
+    "${root[@]}" apt-get update -qq >/dev/null 2>&1 || true
+    "${install[@]}" "${missing[@]}" >/dev/null
+  }
+}
+
+# build PRESET: configures once, builds what is out of date.
+build() {
+  [ -f "build/$1/build.ninja" ] || cmake --preset "$1" >/dev/null
+  cmake --build --preset "$1" -- --quiet >&2
+}
