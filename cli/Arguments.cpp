@@ -90,6 +90,7 @@ public:
         clean_.add_flag("--force-system-volume-information", cleanArguments_.forceSystemVolumeInformation,
                         "Also remove a System Volume Information folder that holds data or keys");
         rules_.add_flag("--json", rulesArguments_.json, "Print JSON");
+        volumes_.add_flag("--json", volumesArguments_.json, "Print one JSON object per volume");
         log_.add_option("-n,--lines", lines_, "Print the last N lines")->type_name("N")->check(CLI::NonNegativeNumber);
         log_.add_flag("-f,--follow", logArguments_.follow, "Go on printing lines as they are written");
         help_.add_option("COMMAND", topic_, "The command to explain");
@@ -116,6 +117,7 @@ private:
             return cleanArguments_;
         }
         if (rules_.parsed()) return rulesArguments_;
+        if (volumes_.parsed()) return volumesArguments_;
         if (log_.parsed()) {
             if (log_.count("--lines") > 0) logArguments_.lines = lines_;
             return logArguments_;
@@ -150,6 +152,7 @@ private:
     CLI::App& scan_ = *app_.add_subcommand("scan", "Show what would be removed; delete nothing");
     CLI::App& clean_ = *app_.add_subcommand("clean", "Scan, show, ask, delete");
     CLI::App& rules_ = *app_.add_subcommand("rules", "Print the rules and the protected file types");
+    CLI::App& volumes_ = *app_.add_subcommand("volumes", "List the mounted volumes; those to clean are marked");
     CLI::App& log_ = *app_.add_subcommand("log", "Print the path of the activity log, or its lines");
     CLI::App& help_ = *app_.add_subcommand("help", "Explain a command");
     SelectionWords scanWords_;
@@ -157,6 +160,7 @@ private:
     ScanArguments scanArguments_;
     CleanArguments cleanArguments_;
     RulesArguments rulesArguments_;
+    VolumesArguments volumesArguments_;
     LogArguments logArguments_;
     std::int64_t lines_ = 0;
     std::string topic_;

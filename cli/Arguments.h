@@ -41,12 +41,16 @@ struct RulesArguments {
     bool json = false;
 };
 
+struct VolumesArguments {
+    bool json = false;
+};
+
 struct LogArguments {
     std::optional<std::int64_t> lines;
     bool follow = false;
 };
 
-using Arguments = std::variant<ScanArguments, CleanArguments, RulesArguments, LogArguments>;
+using Arguments = std::variant<ScanArguments, CleanArguments, RulesArguments, VolumesArguments, LogArguments>;
 
 /// A command line that is answered by a text alone: help, the version, or what is wrong with it.
 struct Answer {

@@ -15,6 +15,9 @@ ExitStatus runClean(const CleanArguments& arguments);
 /// Prints the rules and the protected file types.
 ExitStatus runRules(const RulesArguments& arguments);
 
+/// Prints the visible volumes, targets marked.
+ExitStatus runVolumes(const VolumesArguments& arguments);
+
 /// Prints the log's path or its lines.
 ExitStatus runLog(const LogArguments& arguments);
 

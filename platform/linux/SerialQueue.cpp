@@ -10,10 +10,15 @@
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
+#include <chrono>
+#include <cstdint>
 #include <functional>
 #include <future>
+#include <map>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -33,8 +38,9 @@ public:
     }
 
     ~AsioQueue() final {
+        asio::post(loop_->context, [loop = loop_.get()] { loop->timers.clear(); });
         loop_->keepRunning.reset();
-        if (thread_.get_id() == std::this_thread::get_id()) {
+        if (isCurrent()) {
             thread_.detach();
         } else {
             thread_.join();
@@ -55,10 +61,30 @@ public:
         done.get_future().wait();
     }
 
+    std::shared_ptr<CancellableWork> after(std::chrono::milliseconds delay, std::function<void()> work) final {
+        auto handle = std::make_shared<CancellableWork>();
+        const auto due = std::chrono::steady_clock::now() + delay;
+        asio::post(loop_->context, [loop = loop_.get(), due, handle, work = std::move(work)]() mutable {
+            if (handle->isCancelled()) return;
+            const std::uint64_t id = loop->nextTimer++;
+            asio::steady_timer& timer = loop->timers.try_emplace(id, loop->context, due).first->second;
+            timer.async_wait([loop, id, handle, work = std::move(work)](const std::error_code& error) {
+                if (error) return;  // the queue is gone
+                loop->timers.erase(id);
+                if (!handle->isCancelled()) work();
+            });
+        });
+        return handle;
+    }
+
+    bool isCurrent() const final { return thread_.get_id() == std::this_thread::get_id(); }
+
 private:
     struct Loop {
         asio::io_context context{1};
         asio::executor_work_guard<asio::io_context::executor_type> keepRunning = asio::make_work_guard(context);
+        std::map<std::uint64_t, asio::steady_timer> timers;  // on the loop's thread only
+        std::uint64_t nextTimer = 0;
     };
 
     std::shared_ptr<Loop> loop_ = std::make_shared<Loop>();

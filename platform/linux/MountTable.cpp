@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/MountTable.h"
+
+#ifndef __linux__
+#error "This source is for Linux."
+#endif
+
+#include <fcntl.h>
+#include <libmount/libmount.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace varnel::MountTable {
+namespace {
+
+struct TableDeleter {
+    void operator()(libmnt_table* table) const { mnt_unref_table(table); }
+};
+struct IteratorDeleter {
+    void operator()(libmnt_iter* iterator) const { mnt_free_iter(iterator); }
+};
+
+std::string text(const char* value) {
+    return value == nullptr ? std::string() : std::string(value);
+}
+
+/// What the block device itself says it holds, for drivers whose mounts all bear one name.
+std::optional<std::string> typeOnDevice(const std::string& device) {
+    char* const found = mnt_get_fstype(device.c_str(), nullptr, nullptr);
+    if (found == nullptr) return std::nullopt;
+    std::string type(found);
+    std::free(found);
+    return type;
+}
+
+std::string macNameFor(std::string type) {
+    constexpr std::string_view fusePrefix = "fuse.";
+    const bool isFuse = type.starts_with(fusePrefix);
+    const std::string_view driver = isFuse ? std::string_view(type).substr(fusePrefix.size()) : std::string_view(type);
+    if (driver.starts_with("hfsplus") || (isFuse && driver.starts_with("hfs"))) return "hfs";
+    if (driver == "apfs" || (isFuse && driver.find("apfs") != std::string_view::npos)) return "apfs";
+    return type;
+}
+
+std::string typeOf(libmnt_fs* mount) {
+    std::string type = text(mnt_fs_get_fstype(mount));
+    if (type == "fuseblk" || type.starts_with("fuseblk.")) {
+        if (auto real = typeOnDevice(text(mnt_fs_get_source(mount)))) type = *std::move(real);
+    }
+    return macNameFor(std::move(type));
+}
+
+}  // namespace
+
+std::optional<std::vector<Mount>> read() {
+    const std::unique_ptr<libmnt_table, TableDeleter> table(mnt_new_table_from_file("/proc/self/mountinfo"));
+    const std::unique_ptr<libmnt_iter, IteratorDeleter> iterator(mnt_new_iter(MNT_ITER_FORWARD));
+    if (!table || !iterator) return std::nullopt;
+    std::vector<Mount> mounts;
+    libmnt_fs* mount = nullptr;
+    while (mnt_table_next_fs(table.get(), iterator.get(), &mount) == 0) {
+        Mount entry;
+        entry.id = static_cast<std::uint64_t>(mnt_fs_get_id(mount));
+        entry.mountPoint = text(mnt_fs_get_target(mount));
+        entry.root = text(mnt_fs_get_root(mount));
+        entry.type = typeOf(mount);
+        entry.source = text(mnt_fs_get_source(mount));
+        entry.isShown = mnt_fs_match_options(mount, "x-gvfs-show") == 1;
+        entry.isHidden = mnt_fs_match_options(mount, "x-gvfs-hide") == 1;
+        mounts.push_back(std::move(entry));
+    }
+    return mounts;
+}
+
+std::optional<std::uint64_t> mountOf(const std::string& path) {
+    struct statx answer {};
+    constexpr int flags = AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
+    if (::statx(AT_FDCWD, path.c_str(), flags, STATX_TYPE | STATX_MNT_ID, &answer) != 0) return std::nullopt;
+    if ((answer.stx_mask & STATX_MNT_ID) == 0) return std::nullopt;
+    return answer.stx_mnt_id;
+}
+
+const Mount* find(const std::vector<Mount>& table, std::uint64_t id) {
+    const auto found = std::find_if(table.begin(), table.end(), [id](const Mount& mount) { return mount.id == id; });
+    return found == table.end() ? nullptr : &*found;
+}
+
+}  // namespace varnel::MountTable
