@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/PrivateMounts.h"
+
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+namespace varnel::tests {
+namespace {
+
+constexpr int crashed = 1000;
+
+void require(bool succeeded, const std::string& what) {
+    if (!succeeded) throw std::runtime_error(what + ": " + std::generic_category().message(errno));
+}
+
+bool enterPrivateNamespace() {
+    return ::unshare(CLONE_NEWNS) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+/// Counts the failures of the part that runs in a child, since the parent hears of none.
+class FailureCounter : public ::testing::EmptyTestEventListener {
+public:
+    explicit FailureCounter(int& count) : count_(count) {}
+    void OnTestPartResult(const ::testing::TestPartResult& result) override {
+        if (result.failed()) ++count_;
+    }
+
+private:
+    int& count_;
+};
+
+int inChild(const std::function<void()>& prepare, const std::function<void()>& body) {
+    std::cout.flush();
+    std::fflush(nullptr);
+    const pid_t child = ::fork();
+    if (child < 0) return crashed;
+    if (child == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        int failures = 0;
+        ::testing::UnitTest::GetInstance()->listeners().Append(new FailureCounter(failures));
+        try {
+            prepare();
+            body();
+        } catch (const std::exception& error) {
+            std::cout << "in the child: " << error.what() << std::endl;
+            ++failures;
+        }
+        std::cout.flush();
+        std::fflush(nullptr);
+        ::_exit(std::min(failures, 100));
+    }
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : crashed;
+}
+
+}  // namespace
+
+PrivateMounts::PrivateMounts() {
+    if (inChild([] { require(enterPrivateNamespace(), "unshare"); }, [] {}) != 0) {
+        reason_ = ::geteuid() == 0 ? "this machine grants no mount namespace" : "only root may mount";
+    }
+}
+
+int PrivateMounts::run(const std::function<void()>& body) const {
+    return inChild([] { require(enterPrivateNamespace(), "unshare"); }, body);
+}
+
+int runInChild(const std::function<void()>& body) {
+    return inChild([] {}, body);
+}
+
+int runUnprivileged(const std::function<void()>& body) {
+    constexpr uid_t nobody = 65534;
+    return inChild(
+        [] {
+            if (::geteuid() != 0) return;  // as good as it gets
+            require(::setgroups(0, nullptr) == 0, "setgroups");
+            require(::setresgid(nobody, nobody, nobody) == 0, "setresgid");
+            require(::setresuid(nobody, nobody, nobody) == 0, "setresuid");
+        },
+        body);
+}
+
+void shell(const std::string& command) {
+    std::FILE* const pipe = ::popen(("{ " + command + "\n} 2>&1 </dev/null").c_str(), "r");
+    require(pipe != nullptr, command);
+    std::string output;
+    std::array<char, 4096> buffer{};
+    while (const std::size_t got = std::fread(buffer.data(), 1, buffer.size(), pipe))
+        output.append(buffer.data(), got);
+    if (::pclose(pipe) != 0) throw std::runtime_error(command + ": " + output);
+}
+
+bool hasProgram(const std::string& name) {
+    return ::system(("PATH=$PATH:/sbin:/usr/sbin command -v " + name + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+void mountTmpfs(const std::string& folder, const std::string& options) {
+    require(::mount("tmpfs", folder.c_str(), "tmpfs", 0, options.c_str()) == 0, "mounting a tmpfs on " + folder);
+}
+
+void bindMount(const std::string& from, const std::string& folder) {
+    require(::mount(from.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr) == 0, "binding " + from + " on " + folder);
+}
+
+void unmount(const std::string& folder) {
+    require(::umount2(folder.c_str(), 0) == 0, "unmounting " + folder);
+}
+
+}  // namespace varnel::tests
