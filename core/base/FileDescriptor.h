@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
@@ -27,6 +28,9 @@ public:
     /// The descriptor, still owned by this object; negative when there is none.
     int get() const { return descriptor_; }
     bool isOpen() const { return descriptor_ >= 0; }
+
+    /// A second descriptor of the same open file, or none where there is no room for one.
+    FileDescriptor duplicate() const { return FileDescriptor(::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0)); }
 
     void reset() {
         if (descriptor_ >= 0) ::close(descriptor_);

@@ -68,7 +68,8 @@ TEST(PlanCodingDecode, SaysWhatIsWrongWhere) {
     EXPECT_EQ(message(PlanCoding::decodePlan("[]")), "plan: is not an object");
     EXPECT_EQ(message(PlanCoding::decodePlan("{}")), "plan: lacks the key \"root\"");
     EXPECT_EQ(message(PlanCoding::decodeVolume(R"({"mountPoint":1})")), "volume: \"mountPoint\" is not a text");
-    EXPECT_EQ(message(PlanCoding::decodePlan(R"({"root":"/v","volume":{}})")), "plan: volume: lacks the key \"mountPoint\"");
+    EXPECT_EQ(message(PlanCoding::decodePlan(R"({"root":"/v","volume":{}})")),
+              "plan: volume: lacks the key \"mountPoint\"");
     EXPECT_EQ(
         message(PlanCoding::decodeMatchItem(R"({"path":"/v/a","name":"a","ruleID":"x","isDirectory":0,"bytes":1})")),
         "item: \"isDirectory\" is not true or false");

@@ -51,14 +51,9 @@ public:
             onError_("cannot open: " + root);
             return;
         }
-        root_ = *std::move(opened);
-        auto again = Directory::openBeneath(root_.get(), "", Directory::Purpose::list);
-        if (!again) {
-            onError_("cannot open: " + root);
-            return;
-        }
-        const bool isSearchable = Directory::facts(root_.get(), ".").has_value();
-        list({*std::move(again), isSearchable});
+        root_ = opened->duplicate();
+        const bool isSearchable = Directory::facts(opened->get(), ".").has_value();
+        list({*std::move(opened), isSearchable});
         while (!levels_.empty())
             enterNext();
     }
