@@ -33,9 +33,10 @@ constexpr mode_t fileMode = 0666;
 
 /// Makes the folder with every folder above it that is missing. What fails shows when the file is opened.
 void makeFolders(const std::string& directory) {
-    for (std::size_t at = directory.find('/', 1); at != std::string::npos; at = directory.find('/', at + 1)) {
-        ::mkdir(directory.substr(0, at).c_str(), folderMode);
-    }
+    if (::mkdir(directory.c_str(), folderMode) == 0 || errno != ENOENT) return;
+    const std::string parent(Path::withoutLastComponent(directory));
+    if (parent.empty() || parent == directory) return;
+    makeFolders(parent);
     ::mkdir(directory.c_str(), folderMode);
 }
 
