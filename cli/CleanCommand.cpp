@@ -190,6 +190,7 @@ private:
 }  // namespace
 
 ExitStatus runClean(const CleanArguments& arguments) {
+    Interruption::begin();
     if (!arguments.yes && !arguments.dryRun && !Terminal::canAsk()) {
         Output::message("clean asks before it deletes, and there is no terminal to ask at; --yes goes without asking.");
         return ExitStatus::refused;

@@ -6,8 +6,8 @@
 
 namespace varnel::cli::Interruption {
 
-/// Takes the signals over. Called once, before any other thread exists. Until then, and outside of a stretch below,
-/// Ctrl-C ends the process at once with status 130.
+/// Takes the signals over. Called once, before any other thread exists. From then on Ctrl-C ends the process at once
+/// with status 130, unless it is deferred.
 void begin();
 
 /// While one of these lives, the first Ctrl-C is only noted, so that the item at hand can be finished; the second ends

@@ -19,7 +19,11 @@ constexpr std::chrono::milliseconds redrawInterval{100};
 
 }  // namespace
 
-ProgressLine::ProgressLine() : isShown_(::isatty(STDERR_FILENO) == 1), begun_(steady_clock::now()), drawn_(begun_) {}
+ProgressLine::ProgressLine() : isShown_(isPossible()), begun_(steady_clock::now()), drawn_(begun_) {}
+
+bool ProgressLine::isPossible() {
+    return ::isatty(STDERR_FILENO) == 1;
+}
 
 ProgressLine::~ProgressLine() {
     erase();

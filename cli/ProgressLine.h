@@ -12,6 +12,9 @@ namespace varnel::cli {
 /// no terminal, and nothing stays on it in the end.
 class ProgressLine {
 public:
+    /// Whether there is a terminal to draw the line on.
+    static bool isPossible();
+
     ProgressLine();
     ~ProgressLine();
     ProgressLine(const ProgressLine&) = delete;

@@ -4,6 +4,7 @@
 #include "cli/Arguments.h"
 #include "cli/Commands.h"
 #include "cli/ExitStatus.h"
+#include "cli/Interruption.h"
 #include "cli/Output.h"
 #include "cli/ProgressLine.h"
 #include "cli/Target.h"
@@ -41,6 +42,9 @@ ExitStatus scanOne(const std::string& path, const Selection& selection) {
 }  // namespace
 
 ExitStatus runScan(const ScanArguments& arguments) {
+    // A second thread makes every system call of the first a little dearer. Where there is no progress line to take
+    // away, Ctrl-C may as well end the process by itself; a shell sees the same status.
+    if (ProgressLine::isPossible()) Interruption::begin();
     auto status = ExitStatus::done;
     for (const std::string& word : arguments.paths) {
         status = graver(status, scanOne(Target::path(word), arguments.selection));

@@ -8,7 +8,6 @@
 #include "cli/Arguments.h"
 #include "cli/Commands.h"
 #include "cli/ExitStatus.h"
-#include "cli/Interruption.h"
 #include "cli/Output.h"
 
 namespace {
@@ -29,7 +28,6 @@ int main(int count, char** words) {
     // A closed pipe or a limit on file sizes must end a write with an error, not the process in the middle of its work.
     ::signal(SIGPIPE, SIG_IGN);
     ::signal(SIGXFSZ, SIG_IGN);
-    Interruption::begin();
 
     const auto arguments = parseArguments(std::vector<std::string>(words + (count > 0 ? 1 : 0), words + count));
     auto status = ExitStatus::done;

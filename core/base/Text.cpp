@@ -109,6 +109,19 @@ bool isPlain(std::string_view text) {
     return isASCII(text) && !holdsLineEndPair(text);
 }
 
+/// Whether a character begins where `text` does, behind an ASCII character that is no line end: every code point does
+/// but marks and joiners, which belong to what stands before them.
+bool beginsCharacter(std::string_view text, char before) {
+    const unsigned char lead = byteAt(text, 0);
+    constexpr unsigned char firstLeadOfMarks = 0xCC;  // U+0300
+    const bool isIdeograph = lead >= 0xE4 && lead <= 0xE9;
+    if (lead < firstLeadOfMarks || isIdeograph) return true;
+    std::size_t broken = 0;
+    const std::size_t length = sequenceLength(text, 0, broken);
+    if (length == 0) return true;  // shown as U+FFFD, which is a character
+    return Unicode::characterCount(before + std::string(text.substr(0, length))) == 2;
+}
+
 bool charactersEndWith(std::string_view text, std::string_view suffix) {
     const std::vector<std::string> textCharacters = characters(text);
     const std::vector<std::string> suffixCharacters = characters(suffix);
@@ -156,9 +169,10 @@ std::int64_t characterCount(std::string_view text) {
 }
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
+    if (equalASCIIIgnoringCase(a, b)) return true;
     const bool aIsASCII = isASCII(a);
     const bool bIsASCII = isASCII(b);
-    if (aIsASCII && bIsASCII) return equalASCIIIgnoringCase(a, b);
+    if (aIsASCII && bIsASCII) return false;
     if (aIsASCII && !mayFoldToASCII(b)) return false;
     if (bIsASCII && !mayFoldToASCII(a)) return false;
     std::string aStorage;
@@ -171,7 +185,7 @@ bool hasPrefix(std::string_view text, std::string_view prefix) {
     if (isPlain(prefix) && !hasEquivalents(prefix)) {
         if (!text.starts_with(prefix)) return false;
         // The prefix must end where a character ends: a mark that follows belongs to the prefix's last character.
-        if (text.size() == prefix.size() || byteAt(text, prefix.size()) < 0x80) return true;
+        return text.size() == prefix.size() || beginsCharacter(text.substr(prefix.size()), prefix.back());
     }
     const std::vector<std::string> textCharacters = characters(text);
     const std::vector<std::string> prefixCharacters = characters(prefix);

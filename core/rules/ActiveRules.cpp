@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "core/rules/ActiveRules.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -45,10 +44,11 @@ ActiveRules::ActiveRules(const RuleSet& set, RuleScope scope) : rules_(set.activ
     for (std::size_t index = 0; index < rules_.size(); ++index) {
         const RuleMatch& match = rules_[index].match;
         if (match.kind == RuleMatch::Kind::glob) globs_[index] = Text::characters(match.text);
+        const Candidate candidate = {static_cast<std::uint32_t>(index),
+                                     match.kind == RuleMatch::Kind::name && Text::isASCII(match.text),
+                                     static_cast<std::uint32_t>(match.text.size())};
         for (std::size_t first = 0; first < candidates_.size(); ++first) {
-            if (canClaim(match, static_cast<unsigned char>(first))) {
-                candidates_[first].push_back(static_cast<std::uint32_t>(index));
-            }
+            if (canClaim(match, static_cast<unsigned char>(first))) candidates_[first].push_back(candidate);
         }
     }
 }
@@ -57,16 +57,22 @@ const Rule* ActiveRules::firstMatch(std::string_view name, bool isDirectory) con
     // No entry bears the empty name, but a pattern of stars matches it.
     const unsigned char first = name.empty() ? firstBeyondASCII : static_cast<unsigned char>(name.front());
     const auto& candidates = candidates_[first];
-    const auto found = std::find_if(candidates.begin(), candidates.end(),
-                                    [&](std::uint32_t index) { return applies(index, name, isDirectory); });
-    return found == candidates.end() ? nullptr : &rules_[*found];
+    if (candidates.empty()) return nullptr;
+    const bool isASCII = Text::isASCII(name);
+    for (const Candidate& candidate : candidates) {
+        // Between ASCII texts, case changes no length; and no folding makes a text longer than its bytes.
+        const bool isWrongLength = isASCII ? name.size() != candidate.nameLength : name.size() < candidate.nameLength;
+        if (candidate.isASCIIName && isWrongLength) continue;
+        if (applies(candidate, name, isDirectory)) return &rules_[candidate.index];
+    }
+    return nullptr;
 }
 
-bool ActiveRules::applies(std::size_t index, std::string_view name, bool isDirectory) const {
-    const Rule& rule = rules_[index];
+bool ActiveRules::applies(const Candidate& candidate, std::string_view name, bool isDirectory) const {
+    const Rule& rule = rules_[candidate.index];
     if (rule.match.kind != RuleMatch::Kind::glob) return rule.applies(name, isDirectory);
     if (rule.target == (isDirectory ? RuleTarget::file : RuleTarget::directory)) return false;
-    return Rule::glob(globs_[index], Text::characters(name));
+    return Rule::glob(globs_[candidate.index], Text::characters(name));
 }
 
 }  // namespace varnel

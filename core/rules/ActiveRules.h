@@ -28,11 +28,18 @@ public:
     const std::vector<Rule>& rules() const { return rules_; }
 
 private:
-    bool applies(std::size_t index, std::string_view name, bool isDirectory) const;
+    /// A rule that can claim a name with a certain first byte, with what rejects most of those names at once.
+    struct Candidate {
+        std::uint32_t index = 0;       // into rules_
+        bool isASCIIName = false;      // compares the whole name, caselessly, with an ASCII text
+        std::uint32_t nameLength = 0;  // of that text
+    };
+
+    bool applies(const Candidate& candidate, std::string_view name, bool isDirectory) const;
 
     std::vector<Rule> rules_;
-    std::vector<std::vector<std::string>> globs_;             // parallel to rules_, empty but for globs
-    std::array<std::vector<std::uint32_t>, 256> candidates_;  // rules that can claim a name with that first byte
+    std::vector<std::vector<std::string>> globs_;  // parallel to rules_, empty but for globs
+    std::array<std::vector<Candidate>, 256> candidates_;
 };
 
 }  // namespace varnel

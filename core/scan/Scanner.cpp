@@ -41,7 +41,8 @@ Labels labelsOf(const RuleSet& rules) {
 /// Collects what a walk finds.
 class Findings {
 public:
-    Findings(const RuleSet& rules, RuleScope scope) : rules_(rules), labels_(labelsOf(rules)), active_(rules, scope) {}
+    Findings(const RuleSet& rules, RuleScope scope)
+        : rules_(rules), labels_(labelsOf(rules)), active_(rules, scope), tallyOf_(active_.rules().size(), none) {}
 
     bool isOfNoInterest(std::string_view name) const {
         return active_.firstMatch(name, /*isDirectory=*/false) == nullptr;
@@ -55,8 +56,8 @@ public:
             plan.protectedItems.push_back(entry.path);
             return true;
         }
-        plan.items.push_back({entry.path, entry.name, rule->id, entry.isDirectory, entry.size});
-        RuleTally& tally = tallyOf(*rule);
+        plan.items.emplace_back(entry.path, entry.name, rule->id, entry.isDirectory, entry.size);
+        RuleTally& tally = tallyFor(*rule);
         tally.count = addOrTrap(tally.count, 1);
         tally.bytes = addOrTrap(tally.bytes, entry.size);
         if (entry.isDirectory) tally.directories = addOrTrap(tally.directories, 1);
@@ -66,18 +67,23 @@ public:
     Plan plan;
 
 private:
+    static constexpr std::size_t none = static_cast<std::size_t>(-1);
+
     /// The rule's tally, begun at its first claim: so the tallies stand in that order.
-    RuleTally& tallyOf(const Rule& rule) {
-        for (RuleTally& tally : plan.tallies) {
-            if (tally.ruleID == rule.id) return tally;
+    RuleTally& tallyFor(const Rule& rule) {
+        std::size_t& index = tallyOf_[static_cast<std::size_t>(&rule - active_.rules().data())];
+        if (index == none) {
+            const auto label = labels_.find(rule.id);
+            index = plan.tallies.size();
+            plan.tallies.push_back({rule.id, label == labels_.end() ? rule.id : label->second, 0, 0, 0});
         }
-        const auto label = labels_.find(rule.id);
-        return plan.tallies.emplace_back(RuleTally{rule.id, label == labels_.end() ? rule.id : label->second, 0, 0, 0});
+        return plan.tallies[index];
     }
 
     const RuleSet& rules_;
     Labels labels_;
     ActiveRules active_;
+    std::vector<std::size_t> tallyOf_;  // for each active rule, where its tally stands
 };
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <expected>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -25,9 +24,10 @@ constexpr std::size_t mostHeld = 32;
 
 /// A folder that was listed and still has subfolders to enter.
 struct Level {
-    FileDescriptor folder;           // given up where too many deeper ones are held
-    std::size_t pathLength = 0;      // of this folder, within the walk's current path
-    std::vector<std::string> names;  // subfolders to enter, the next one last
+    FileDescriptor folder;       // given up where too many deeper ones are held
+    std::size_t pathLength = 0;  // of this folder, within the walk's current path
+    std::string names;           // subfolders to enter, each with a zero byte behind it
+    std::size_t next = 0;        // where the next one begins
 };
 
 class Walk {
@@ -62,7 +62,7 @@ private:
     /// Lists one open folder, whose path is path_, and keeps it as a level if there is something to enter in it.
     void list(Directory::Opened folder) {
         const int descriptor = folder.descriptor.get();
-        std::vector<std::string> names;
+        std::string names;
         listing_.begin(descriptor);
         for (Directory::ListedEntry listed; listing_.next(listed);) {
             const bool factsDecide = !folder.isSearchable || listed.kind == Directory::ListedKind::unknown ||
@@ -74,12 +74,12 @@ private:
                 continue;
             }
             if (facts->isDirectory && (facts->device != device_ || facts->isMountRoot)) continue;
-            if (visit(listed.name, *facts) && facts->isDirectory) names.emplace_back(listed.name);
+            if (visit(listed.name, *facts) && facts->isDirectory) names.append(listed.name).push_back('\0');
         }
         if (names.empty()) return;
         Level level;
         level.pathLength = path_.size();
-        level.names.assign(std::make_move_iterator(names.rbegin()), std::make_move_iterator(names.rend()));
+        level.names = std::move(names);
         level.folder = std::move(folder.descriptor);
         levels_.push_back(std::move(level));
         if (levels_.size() > mostHeld) levels_[levels_.size() - 1 - mostHeld].folder.reset();
@@ -101,12 +101,12 @@ private:
     void enterNext() {
         Level& level = levels_.back();
         path_.resize(level.pathLength);
-        const std::string name = std::move(level.names.back());
-        level.names.pop_back();
-        auto opened = open(level, name);
+        name_ = level.names.c_str() + level.next;
+        level.next += name_.size() + 1;
+        auto opened = open(level, name_);
         if (!path_.ends_with('/')) path_ += '/';
-        path_ += name;
-        if (level.names.empty()) levels_.pop_back();
+        path_ += name_;
+        if (level.next == level.names.size()) levels_.pop_back();
         if (!opened) {
             // EXDEV: something was mounted there a moment ago, and mounts are passed over in silence.
             if (opened.error() != EXDEV) onError_("cannot open: " + path_);
@@ -134,6 +134,7 @@ private:
     std::size_t rootLength_ = 0;
     std::int32_t device_ = 0;
     std::string path_;  // of the folder being listed; its beginning is the path of every level
+    std::string name_;  // of the subfolder being entered
     WalkEntry entry_;   // reused, so that an entry costs no allocation
     Directory::Listing listing_;
     std::vector<Level> levels_;

@@ -20,6 +20,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -37,6 +38,12 @@ constexpr int listFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NO
 constexpr int lookUpFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr std::size_t longestPath = 4095;  // what one call takes, without the terminating zero
 constexpr int renameRaceTries = 64;
+
+/// No link of any kind, no mount, nothing above the folder.
+constexpr std::uint64_t beneath = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV;
+
+/// The same for one name without a slash, which cannot lead above the folder: the kernel has less to prove.
+constexpr std::uint64_t justBelow = RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV;
 
 /// Cleared for good once the kernel or a filter in front of it turns out not to know the call.
 std::atomic<bool> hasOpenat2{true};
@@ -74,11 +81,12 @@ std::expected<FileDescriptor, int> openPlain(int folder, const char* name, int f
 }
 
 /// One openat2() beneath `folder`; ENOSYS where the call cannot be used.
-std::expected<FileDescriptor, int> openSafely(int folder, const char* below, Purpose purpose) {
+std::expected<FileDescriptor, int> openSafely(int folder, const char* below, Purpose purpose,
+                                              std::uint64_t resolve = beneath) {
     if (!hasOpenat2.load(std::memory_order_relaxed)) return std::unexpected(ENOSYS);
     open_how how{};
     how.flags = static_cast<unsigned>(flagsFor(purpose));
-    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS | RESOLVE_NO_XDEV;
+    how.resolve = resolve;
     int error = 0;
     for (int attempt = 0; attempt < renameRaceTries; ++attempt) {
         const long descriptor = ::syscall(SYS_openat2, folder, below, &how, sizeof how);
@@ -134,10 +142,14 @@ std::expected<FileDescriptor, int> openRoot(const std::string& path, Links links
 
 std::expected<Opened, int> openChild(int folder, const std::string& name) {
     // "name/." is "name" plus the proof, in the same call, that names can be looked up in it.
-    auto opened = openSafely(folder, (name + "/.").c_str(), Purpose::list);
+    std::array<char, NAME_MAX * 4> buffer;
+    if (name.size() + 3 > buffer.size()) return std::unexpected(ENAMETOOLONG);
+    std::memcpy(buffer.data(), name.data(), name.size());
+    std::memcpy(buffer.data() + name.size(), "/.", 3);
+    auto opened = openSafely(folder, buffer.data(), Purpose::list, justBelow);
     if (opened) return Opened{*std::move(opened), true};
     if (opened.error() == EACCES) {
-        auto listable = openSafely(folder, name.c_str(), Purpose::list);
+        auto listable = openSafely(folder, name.c_str(), Purpose::list, justBelow);
         if (!listable) return std::unexpected(listable.error());
         return Opened{*std::move(listable), false};
     }
@@ -185,6 +197,16 @@ int removeFolder(int folder, const char* name) {
     return ::unlinkat(folder, name, AT_REMOVEDIR) == 0 ? 0 : errno;
 }
 
+namespace {
+
+/// "." and "..", and the empty name that no sound file system gives.
+bool isSelfOrParent(const char* name) {
+    if (name[0] != '.') return name[0] == '\0';
+    return name[1] == '\0' || (name[1] == '.' && name[2] == '\0');
+}
+
+}  // namespace
+
 /// The kernel's record: inode and offset (8 bytes each), record length (2), kind (1), the name with its zero.
 struct Listing::State {
     static constexpr std::size_t lengthAt = 16;
@@ -226,8 +248,8 @@ bool Listing::next(ListedEntry& entry) {
         std::uint16_t length = 0;
         std::memcpy(&length, record + State::lengthAt, sizeof length);
         state.at += length;
+        if (isSelfOrParent(record + State::nameAt)) continue;
         entry.name = record + State::nameAt;
-        if (entry.name.empty() || entry.name == "." || entry.name == "..") continue;
         switch (static_cast<unsigned char>(record[State::kindAt])) {
             case DT_UNKNOWN:
                 entry.kind = ListedKind::unknown;
