@@ -42,12 +42,14 @@ void addSelection(CLI::App& command, SelectionWords& words, std::vector<std::str
         ->capture_default_str()
         ->check(CLI::NonNegativeNumber);
     command.add_flag("--live", words.live, "Only the rules that the live watcher applies");
-    auto* const only =
-        command.add_option("--only", words.only, "Only these rules")->delimiter(',')->type_name("ID,...")->expected(1);
+    auto* const only = command.add_option("--only", words.only, "Only these rules")
+                           ->delimiter(',')
+                           ->type_name("ID,...")
+                           ->allow_extra_args(false);
     command.add_option("--except", words.except, "All rules but these")
         ->delimiter(',')
         ->type_name("ID,...")
-        ->expected(1)
+        ->allow_extra_args(false)
         ->excludes(only);
 }
 
@@ -97,9 +99,13 @@ public:
     }
 
     std::expected<Arguments, Answer> parse(std::vector<std::string> words) {
+        if (!words.empty() && !words.front().starts_with('-') && named(words.front()) == nullptr) {
+            return std::unexpected(wrongUsage("there is no command \"" + words.front() + '"'));
+        }
         std::reverse(words.begin(), words.end());  // the parser takes them from the back
         try {
             app_.parse(std::move(words));
+            if (help_.parsed()) return std::unexpected(help());
             return arguments();
         } catch (const CLI::ParseError& error) {
             return std::unexpected(answer(error));
@@ -118,34 +124,37 @@ private:
         }
         if (rules_.parsed()) return rulesArguments_;
         if (volumes_.parsed()) return volumesArguments_;
-        if (log_.parsed()) {
-            if (log_.count("--lines") > 0) logArguments_.lines = lines_;
-            return logArguments_;
-        }
-        if (!topic_.empty() && topic() == nullptr) {
-            throw CLI::ValidationError("there is no command \"" + topic_ + "\"");
-        }
-        throw CLI::CallForHelp();
+        if (log_.count("--lines") > 0) logArguments_.lines = lines_;
+        return logArguments_;
     }
 
-    /// The command that help was asked for, if there is one of that name.
-    const CLI::App* topic() {
-        const auto named =
-            app_.get_subcommands([this](const CLI::App* command) { return command->get_name() == topic_; });
-        return named.empty() ? nullptr : named.front();
+    /// The explanation of the command that was asked for, or of the whole.
+    Answer help() {
+        const CLI::App* const topic = topic_.empty() ? &app_ : named(topic_);
+        if (topic == nullptr) return wrongUsage("there is no command \"" + topic_ + '"');
+        // Not help(): once a command was parsed, that explains the command whatever it is asked of.
+        const std::string name = topic == &app_ ? "varnel" : "varnel " + topic_;
+        return {app_.get_formatter()->make_help(topic, name, CLI::AppFormatMode::Normal), /*isError=*/false,
+                ExitStatus::done};
+    }
+
+    /// The command of that name, or null.
+    const CLI::App* named(const std::string& name) {
+        const auto found =
+            app_.get_subcommands([&name](const CLI::App* command) { return command->get_name() == name; });
+        return found.empty() ? nullptr : found.front();
+    }
+
+    static Answer wrongUsage(const std::string& problem) {
+        return {"varnel: " + problem + "\nTry `varnel --help`.\n", /*isError=*/true, ExitStatus::wrongUsage};
     }
 
     Answer answer(const CLI::ParseError& error) {
+        if (error.get_exit_code() != 0) return wrongUsage(error.what());
         std::ostringstream out;
         std::ostringstream problem;
-        if (const CLI::App* const command = topic())
-            return {command->help("varnel"), /*isError=*/false, ExitStatus::done};
-        if (error.get_exit_code() == 0) {
-            app_.exit(error, out, problem);
-            return {out.str(), /*isError=*/false, ExitStatus::done};
-        }
-        return {std::string("varnel: ") + error.what() + "\nTry `varnel --help`.\n", /*isError=*/true,
-                ExitStatus::wrongUsage};
+        app_.exit(error, out, problem);
+        return {out.str(), /*isError=*/false, ExitStatus::done};
     }
 
     CLI::App app_{"Removes the litter that Macs and Windows PCs leave on disks that are not theirs.", "varnel"};

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+#include "cli/LiveForks.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace varnel::cli {
+namespace {
+
+std::vector<std::string> folders(const std::vector<LiveForks::Share>& shares) {
+    std::vector<std::string> result;
+    for (const auto& share : shares)
+        result.push_back(share.folder);
+    return result;
+}
+
+using Texts = std::vector<std::string>;
+
+TEST(LiveForks, AreInSMBSharesWithTheModuleForMacs) {
+    const struct {
+        const char* text;
+        Texts expected;
+    } cases[] = {
+        {"", {}},
+        {"[s]\npath=/srv/a\n", {}},
+        {"[s]\n  path = /srv/a/ \n  vfs objects = catia fruit streams_xattr\n", {"/srv/a"}},
+        {"[global]\nVFS Objects = fruit\n[s]\npath = /srv/a\n[t]\npath = /srv/b\nvfs objects = acl_xattr\n",
+         {"/srv/a"}},
+        {"[s]\npath=/srv/a\nvfs objects=fruit\nfruit:resource = xattr\n", {}},
+        {"[s]\npath=/srv/a\nvfs objects=fruit\nfruit:resource = stream\n", {}},
+        {"[s]\npath=/srv/a\nvfs objects=fruit\nfruit:resource = FILE\n", {"/srv/a"}},
+        {"[global]\nfruit:resource=stream\nvfs objects=fruit\n[s]\npath=/srv/a\n", {}},
+        {"# [x]\n; path=/srv/no\n[s]\n#vfs objects=fruit\npath=/srv/a\n", {}},
+        {"path=/srv/a\nvfs objects=fruit\n", {}},
+        {"[s\npath=/srv/a\nvfs objects=fruit", {"/srv/a"}},
+        {"[s]\ndirectory=/srv/a\nvfs objects = fruits\n", {}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(folders(LiveForks::inSMBConfiguration(c.text, "f")), c.expected) << c.text;
+    EXPECT_EQ(LiveForks::inSMBConfiguration("[My Share]\npath=/a\nvfs objects=fruit", "smb.conf")[0].configuration,
+              "smb.conf: [my share]");
+}
+
+TEST(LiveForks, AreInAFPVolumesThatKeepFiles) {
+    const struct {
+        const char* text;
+        Texts expected;
+    } cases[] = {
+        {"[v]\npath=/srv/a\n", {}},
+        {"[v]\npath=/srv/a\nea = ad\n", {"/srv/a"}},
+        {"[Global]\nea = ad\n[v]\npath=/srv/a\n[w]\npath=/srv/b\nea = sys\n", {"/srv/a"}},
+        {"[v]\npath=/srv/a\nappledouble = v2\n", {"/srv/a"}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(folders(LiveForks::inAFPConfiguration(c.text, "f")), c.expected) << c.text;
+}
+
+TEST(LiveForks, AreInEveryVolumeOfAnOldList) {
+    const std::string text =
+        "# comment\n:DEFAULT: options:upriv\n~ \"Home\"\n/srv/a \"A\" cnidscheme:dbd\n\"/srv/b c/\" B\n\nrelative\n";
+    const Texts found = folders(LiveForks::inAFPVolumeList(text, "f"));
+    ASSERT_EQ(found.size(), 3U);
+    EXPECT_EQ(found[1], "/srv/a");
+    EXPECT_EQ(found[2], "/srv/b c");
+}
+
+}  // namespace
+}  // namespace varnel::cli

@@ -1,0 +1,649 @@
+// SPDX-License-Identifier: MIT
+//
+// The tool from outside: whole outputs, exit statuses, terminals, signals, and everything that can be wrong.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <fstream>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/Manifest.h"
+#include "tests/support/PrivateMounts.h"
+#include "tests/support/Program.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace varnel {
+namespace {
+
+using nlohmann::json;
+using tests::Finished;
+using tests::Manifest;
+using tests::Program;
+using tests::shows;
+using tests::TemporaryFolder;
+using Words = std::vector<std::string>;
+
+/// A folder with a volume "v", a home folder, and the tool.
+struct Desk {
+    TemporaryFolder folder;
+    std::string root = folder.folder("v");
+    Program varnel{folder.folder("home")};
+
+    /// A text with the folder's own path replaced by a fixed word, and the type of its file system by another.
+    std::string stable(std::string text) const {
+        const auto replace = [&text](const std::string& from, const std::string& to) {
+            for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+                text.replace(at, from.size(), to);
+            }
+        };
+        replace(folder.path(), "DESK");
+        for (const char* type : {"ext4", "xfs", "btrfs", "overlay", "tmpfs"}) {
+            replace("filesystem: " + std::string(type) + " ", "filesystem: TYPE ");
+        }
+        return text;
+    }
+
+    std::string logged() const {
+        std::istringstream stream(folder.contents("home/Library/Logs/Varnel/varnel.log"));
+        std::string text;
+        for (std::string line; std::getline(stream, line);)
+            text += line.substr(20) + "\n";
+        return stable(text);
+    }
+};
+
+/// One file of litter in each of two folders, and something to keep.
+void litter(const Desk& desk) {
+    desk.folder.file("v/a/._x", "12345");
+    desk.folder.file("v/b/__MACOSX/inside", "1");
+    desk.folder.file("v/keep", "mine");
+    desk.folder.file("v/a/._x.ttf", "fork");
+}
+
+constexpr const char* littered =
+    "DESK/v\n"
+    "  filesystem: TYPE (non-Mac)\n";
+
+TEST(CommandLineScan, PrintsThePlanAndDeletesNothing) {
+    const Desk desk;
+    desk.folder.file("v/._x", "12345");
+    desk.folder.file("v/keep");
+    const Manifest before = Manifest::of(desk.root);
+    const Finished done = desk.varnel.run({"scan", desk.root});
+    EXPECT_EQ(desk.stable(done.out), std::string(littered) +
+                                         "  ._ AppleDouble files             1  5 bytes\n"
+                                         "  ----------------------------------------\n"
+                                         "  total                            1  5 bytes\n"
+                                         "\n"
+                                         "  - DESK/v/._x\n");
+    EXPECT_EQ(done.errors, "");
+    EXPECT_EQ(done.status, 0);
+    EXPECT_ONLY_GONE(before, Manifest::of(desk.root), {});
+    EXPECT_FALSE(desk.folder.has("home/Library")) << "a scan writes no log";
+}
+
+TEST(CommandLineScan, ListsAsManySamplesAsAsked) {
+    const Desk desk;
+    for (int i = 0; i < 25; ++i)
+        desk.folder.file("v/._" + std::to_string(i));
+    const auto lines = [&](const Words& options) {
+        Words words = {"scan", desk.root};
+        words.insert(words.end(), options.begin(), options.end());
+        const std::string out = desk.varnel.run(words).out;
+        return std::count(out.begin(), out.end(), '\n');
+    };
+    EXPECT_EQ(lines({}), 5 + 1 + 20 + 1);
+    EXPECT_EQ(lines({"--samples", "3"}), 5 + 1 + 3 + 1);
+    EXPECT_EQ(lines({"--samples", "0"}), 5);
+    EXPECT_EQ(lines({"--samples=100"}), 5 + 1 + 25);
+}
+
+TEST(CommandLineScan, PrintsOneCodedPlanPerPath) {
+    const Desk desk;
+    desk.folder.file("v/._x", "12345");
+    desk.folder.folder("w");
+    const Finished done = desk.varnel.run({"scan", "--json", desk.root, desk.folder.at("w")});
+    std::istringstream lines(done.out);
+    std::string first;
+    std::string second;
+    std::getline(lines, first);
+    std::getline(lines, second);
+    EXPECT_TRUE(first.starts_with("{\"root\":\"" + desk.root + "\",\"volume\":{\"mountPoint\":")) << first;
+    const json plan = json::parse(first);
+    EXPECT_EQ(plan["items"], json::parse("[{\"path\":\"" + desk.root +
+                                         "/._x\",\"name\":\"._x\",\"ruleID\":\"appledouble\",\"isDirectory\":false,"
+                                         "\"bytes\":5}]"));
+    EXPECT_EQ(json::parse(second)["items"], json::array());
+    EXPECT_EQ(done.status, 0);
+}
+
+TEST(CommandLineScan, ChoosesRules) {
+    const Desk desk;
+    for (const char* name : {"._x", ".DS_Store", ".Trashes/y"})
+        desk.folder.file(std::string("v/") + name);
+    const auto found = [&](Words options) {
+        options.insert(options.begin(), {"scan", "--json", desk.root});
+        Words ids;
+        const json plan = json::parse(desk.varnel.run(options).out);
+        for (const json& tally : plan["tallies"])
+            ids.push_back(tally["ruleID"]);
+        std::sort(ids.begin(), ids.end());
+        return ids;
+    };
+    EXPECT_EQ(found({}), (Words{"appledouble", "dsstore", "trashes"}));
+    EXPECT_EQ(found({"--live"}), (Words{"appledouble", "dsstore"}));
+    EXPECT_EQ(found({"--only", "dsstore,trashes"}), (Words{"dsstore", "trashes"}));
+    EXPECT_EQ(found({"--only", "dsstore", "--only", "trashes"}), (Words{"dsstore", "trashes"}));
+    EXPECT_EQ(found({"--except", "dsstore,trashes"}), Words{"appledouble"});
+    EXPECT_EQ(found({"--live", "--only", "trashes"}), Words{});
+}
+
+TEST(CommandLineUsage, SaysWhatIsWrongOnOneLine) {
+    const Desk desk;
+    const struct {
+        Words words;
+        std::string message;
+    } cases[] = {
+        {{}, "A subcommand is required"},
+        {{"scan"}, "PATH is required"},
+        {{"nonsense"}, "there is no command \"nonsense\""},
+        {{"scan", desk.root, "--nonsense"}, "The following argument was not expected: --nonsense"},
+        {{"scan", desk.root, "--only", "nonsense"}, "there is no rule \"nonsense\"; `varnel rules` lists them"},
+        {{"scan", desk.root, "--only", "dsstore", "--except", "trashes"}, "--only excludes --except"},
+        {{"scan", desk.root, "--samples", "-1"}, ""},
+        {{"scan", desk.root, "--samples", "many"}, ""},
+        {{"clean"}, "PATH is required"},
+        {{"help", "nonsense"}, "there is no command \"nonsense\""},
+    };
+    for (const auto& c : cases) {
+        const Finished done = desk.varnel.run(c.words);
+        EXPECT_EQ(done.status, 2) << c.message;
+        EXPECT_EQ(done.out, "");
+        EXPECT_TRUE(done.errors.starts_with("varnel: " + c.message)) << done.errors;
+        EXPECT_TRUE(done.errors.ends_with("\nTry `varnel --help`.\n")) << done.errors;
+    }
+}
+
+TEST(CommandLineUsage, ExplainsItself) {
+    const Desk desk;
+    EXPECT_EQ(desk.varnel.run({"--version"}).out, "varnel " VARNEL_VERSION "\n");
+    const Finished help = desk.varnel.run({"--help"});
+    EXPECT_EQ(help.status, 0);
+    for (const char* word : {"scan", "clean", "rules", "log", "--version", "Exit status"}) {
+        EXPECT_NE(help.out.find(word), std::string::npos) << word;
+    }
+    EXPECT_EQ(desk.varnel.run({"help"}).out, help.out);
+    const Finished clean = desk.varnel.run({"help", "clean"});
+    EXPECT_EQ(clean.status, 0);
+    EXPECT_EQ(desk.varnel.run({"clean", "--help"}).out, clean.out);
+    for (const char* option : {"--yes", "--dry-run", "--json", "--samples", "--live", "--only", "--except",
+                               "--mac-format", "--allow-live-forks", "--force-system-volume-information"}) {
+        EXPECT_NE(clean.out.find(option), std::string::npos) << option;
+    }
+}
+
+TEST(CommandLineRules, PrintsTheTable) {
+    const Desk desk;
+    const Finished table = desk.varnel.run({"rules"});
+    EXPECT_TRUE(
+        table.out.starts_with("appledouble      ._ AppleDouble files                 prefix \"._\"                    "
+                              "   file       live, on demand\n"))
+        << table.out;
+    EXPECT_NE(
+        table.out.find("\nsysvolinfo       System Volume Information (Windows)  name \"System Volume Information\"  "
+                       "directory  on demand\n"),
+        std::string::npos);
+    EXPECT_TRUE(table.out.ends_with("(their ._ companions are kept): ai dfont eps indd otf ps qxd ttc ttf\n"));
+    const json all = json::parse(desk.varnel.run({"rules", "--json"}).out);
+    EXPECT_EQ(all["rules"].size(), 14U);
+    EXPECT_EQ(all["rules"][1].dump(), R"({"enabled":true,"id":"dsstore","label":".DS_Store","match":{"kind":"name",)"
+                                      R"("text":".DS_Store"},"scope":["watcher","adhoc"],"target":"any"})");
+    EXPECT_EQ(all["rules"][8]["scope"], json::parse(R"(["adhoc"])"));
+    EXPECT_EQ(all["protectedExtensions"].size(), 9U);
+}
+
+TEST(CommandLineClean, RemovesAndReports) {
+    const Desk desk;
+    litter(desk);
+    const Manifest before = Manifest::of(desk.root);
+    const Finished done = desk.varnel.run({"clean", "--yes", "--samples", "0", desk.root});
+    EXPECT_TRUE(
+        done.out.ends_with("  protected (resource-fork file types kept): 1\nremoved 2 items (1 dirs), 5 bytes\n"))
+        << done.out;
+    EXPECT_EQ(done.errors, "");
+    EXPECT_EQ(done.status, 0);
+    EXPECT_ONLY_GONE(before, Manifest::of(desk.root), {"a/._x", "b/__MACOSX"});
+    EXPECT_EQ(desk.logged(),
+              "DEL   appledouble  DESK/v/a/._x\nDEL   macosx-dir  DESK/v/b/__MACOSX\n"
+              "DONE  DESK/v  removed 2 items (1 dirs), 5 bytes\n");
+}
+
+TEST(CommandLineClean, SaysWhenThereIsNothingToDo) {
+    const Desk desk;
+    desk.folder.file("v/keep");
+    const Finished done = desk.varnel.run({"clean", "--yes", desk.root});
+    EXPECT_EQ(desk.stable(done.out), std::string(littered) + "  nothing to clean\n");
+    EXPECT_EQ(done.status, 0);
+    EXPECT_EQ(desk.logged(), "");
+}
+
+TEST(CommandLineClean, OnlyPretendsInADryRun) {
+    const Desk desk;
+    litter(desk);
+    const Manifest before = Manifest::of(desk.root);
+    const Finished done = desk.varnel.run({"clean", "--dry-run", "--samples", "0", desk.root});
+    EXPECT_TRUE(done.out.ends_with("would remove 2 items (1 dirs), 5 bytes\n")) << done.out;
+    EXPECT_EQ(done.status, 0);
+    EXPECT_ONLY_GONE(before, Manifest::of(desk.root), {});
+    EXPECT_EQ(desk.logged(),
+              "DRY   appledouble  DESK/v/a/._x\nDRY   macosx-dir  DESK/v/b/__MACOSX\n"
+              "DONE  DESK/v  would remove 2 items (1 dirs), 5 bytes\n");
+}
+
+TEST(CommandLineClean, PrintsOneResultPerPathAsJSON) {
+    const Desk desk;
+    litter(desk);
+    const Finished done = desk.varnel.run({"clean", "--yes", "--json", desk.root, desk.folder.at("home"), "/usr"});
+    EXPECT_EQ(
+        desk.stable(done.out),
+        "{\"root\":\"DESK/v\",\"dryRun\":false,\"removed\":2,\"removedDirectories\":1,\"bytes\":5,\"failures\":[],"
+        "\"skipped\":[],\"errors\":[],\"summary\":\"removed 2 items (1 dirs), 5 bytes\"}\n"
+        "{\"root\":\"DESK/home\",\"dryRun\":false,\"removed\":0,\"removedDirectories\":0,\"bytes\":0,\"failures\":["
+        "{\"path\":\"DESK/home\",\"reason\":\"is a protected system path.\"}],\"skipped\":[],\"errors\":[],"
+        "\"summary\":\"removed 0 items, Zero KB, 1 failed\"}\n"
+        "{\"root\":\"/usr\",\"dryRun\":false,\"removed\":0,\"removedDirectories\":0,\"bytes\":0,\"failures\":["
+        "{\"path\":\"/usr\",\"reason\":\"is a protected system path.\"}],\"skipped\":[],\"errors\":[],"
+        "\"summary\":\"removed 0 items, Zero KB, 1 failed\"}\n");
+    EXPECT_EQ(desk.stable(done.errors),
+              "varnel: DESK/home is a protected system path.\nvarnel: /usr is a protected system path.\n");
+    EXPECT_EQ(done.status, 3) << "the gravest of all counts";
+}
+
+TEST(CommandLineClean, RefusesWithoutATerminalUnlessToldNotToAsk) {
+    const Desk desk;
+    litter(desk);
+    const Finished done = desk.varnel.run({"clean", desk.root});
+    EXPECT_EQ(done.status, 3);
+    EXPECT_EQ(done.out, "");
+    EXPECT_EQ(done.errors,
+              "varnel: clean asks before it deletes, and there is no terminal to ask at; --yes goes without asking.\n");
+    EXPECT_TRUE(desk.folder.has("v/a/._x"));
+}
+
+TEST(CommandLineClean, AsksAndHeedsTheAnswer) {
+    const struct {
+        const char* answer;
+        bool isYes;
+    } cases[] = {{"y\n", true}, {"Y\n", true},          {" yes \n", true}, {"n\n", false},
+                 {"\n", false}, {"yesterday\n", false}, {"\x04", false}};
+    for (const auto& c : cases) {
+        const Desk desk;
+        litter(desk);
+        const Finished done = desk.varnel.runOnTerminal({"clean", desk.root}, {{shows("Clean? [y/N] "), c.answer}});
+        EXPECT_EQ(done.status, c.isYes ? 0 : 1) << c.answer;
+        EXPECT_EQ(desk.folder.has("v/a/._x"), !c.isYes) << c.answer;
+        EXPECT_EQ(done.out.find("removed 2 items (1 dirs), 5 bytes") != std::string::npos, c.isYes) << done.out;
+    }
+}
+
+TEST(CommandLineClean, NamesWhatIsDearBeforeAsking) {
+    const Desk desk;
+    std::string fork("\0\5\x16\7\0\2\0\0Mac OS X        \0\1\0\0\0\2\0\0\0\x26\0\0\4\0", 38);
+    desk.folder.file("v/._clipping", fork + std::string(1024, 'f'));
+    desk.folder.file("v/._plain", "no fork");
+    desk.folder.file("v/.Trashes/501/old", std::string(2000, 'x'));
+    desk.folder.file("v/$RECYCLE.BIN/S-1/new", "y");
+    desk.folder.file("v/.TemporaryItems/draft");
+    desk.folder.file("v/.fseventsd/no_log", "");
+    const Finished done = desk.varnel.run({"clean", "--dry-run", "--samples", "0", desk.root});
+    const std::string notes = done.out.substr(done.out.find("  note:"));
+    EXPECT_EQ(
+        notes,
+        "  note: 1 ._ file holds a real resource fork, which may be a file's only data (keep: --except appledouble)\n"
+        "  note: 2 trash folders hold 4 deleted entries, 2 KB, of whoever uses the disk (keep: --except "
+        "trashes,recyclebin)\n"
+        "  note: 1 .TemporaryItems folder changed in the last 10 minutes: a document may be being saved (keep: "
+        "--except temporaryitems)\n"
+        "  note: 1 .fseventsd folder holds no_log, the owner's own switch against such folders (keep: --except "
+        "fseventsd)\n"
+        "would remove 6 items (4 dirs), 1 KB\n");
+}
+
+TEST(CommandLineClean, KeepsASystemVolumeInformationThatHoldsTheVolume) {
+    for (const char* dear : {"Dedup/ChunkStore/data", "FVE2.{keys}"}) {
+        const Desk desk;
+        desk.folder.file("v/System Volume Information/" + std::string(dear));
+        desk.folder.file("v/w/System Volume Information/IndexerVolumeGuid");
+        const Finished done = desk.varnel.run({"clean", "--yes", "--samples", "0", desk.root});
+        EXPECT_EQ(desk.stable(done.out),
+                  std::string(littered) +
+                      "  System Volume Information (Windows)       1  \n"
+                      "  -------------------------------------------------\n"
+                      "  total                                     1  Zero KB\n"
+                      "  note: DESK/v/System Volume Information holds the volume's data or keys and stays (remove: "
+                      "--force-system-volume-information)\n"
+                      "removed 1 items (1 dirs), Zero KB\n");
+        EXPECT_TRUE(desk.folder.has("v/System Volume Information/" + std::string(dear)));
+        EXPECT_FALSE(desk.folder.has("v/w/System Volume Information"));
+        EXPECT_EQ(desk.varnel.run({"clean", "--yes", "--force-system-volume-information", desk.root}).status, 0);
+        EXPECT_FALSE(desk.folder.has("v/System Volume Information"));
+    }
+}
+
+TEST(CommandLineNames, AreEscapedOnATerminalAndRepairedInAPipe) {
+    const Desk desk;
+    desk.folder.file("v/._a\n\x1b[31m\xff\u202e\u00e9");
+    const Finished piped = desk.varnel.run({"scan", desk.root});
+    EXPECT_TRUE(desk.stable(piped.out).ends_with("  - DESK/v/._a\n\x1b[31m\ufffd\u202e\u00e9\n")) << piped.out;
+    const Finished shown = desk.varnel.runOnTerminal({"scan", desk.root});
+    EXPECT_TRUE(desk.stable(shown.out).ends_with("  - DESK/v/._a\\n\\x1B[31m\\xFF\\u{202E}\u00e9\n")) << shown.out;
+    const json plan = json::parse(desk.varnel.run({"scan", "--json", desk.root}).out);
+    EXPECT_EQ(plan["items"][0]["name"], "._a\n\x1b[31m\ufffd\u202e\u00e9");
+    EXPECT_TRUE(plan["items"][0].contains("pathBytes"));
+    EXPECT_EQ(desk.varnel.run({"clean", "--yes", desk.root}).status, 0);
+    EXPECT_TRUE(Manifest::of(desk.root).paths().empty());
+}
+
+TEST(CommandLineProgress, LeavesNoTrace) {
+    const Desk desk;
+    for (int i = 0; i < 30000; ++i)
+        ::close(::open(desk.folder.at("v/._" + std::to_string(i)).c_str(), O_CREAT | O_CLOEXEC, 0644));
+    const Finished piped = desk.varnel.run({"clean", "--dry-run", "--samples", "0", desk.root});
+    EXPECT_EQ(piped.errors, "");
+    const Finished shown = desk.varnel.runOnTerminal({"clean", "--yes", "--samples", "0", desk.root});
+    // What a terminal would still show: every line that was begun anew replaces what stood there.
+    std::string visible;
+    for (std::size_t at = 0; at < shown.out.size(); ++at) {
+        if (shown.out.compare(at, 4, "\r\x1b[K") == 0) {
+            visible.resize(visible.rfind('\n') + 1);
+            at += 3;
+        } else {
+            visible += shown.out[at];
+        }
+    }
+    EXPECT_EQ(visible.find("items/s"), std::string::npos);
+    EXPECT_EQ(visible.find("entries/s"), std::string::npos);
+    EXPECT_TRUE(visible.ends_with("\nremoved 30000 items, Zero KB\n")) << visible;
+}
+
+TEST(CommandLineInterrupted, FinishesTheItemAndSaysHowFarItCame) {
+    const Desk desk;
+    for (int i = 0; i < 60000; ++i)
+        ::close(::open(desk.folder.at("v/._" + std::to_string(i)).c_str(), O_CREAT | O_CLOEXEC, 0644));
+    const Finished done = desk.varnel.runOnTerminal({"clean", "--samples", "0", desk.root},
+                                                    {{shows("Clean? [y/N] "), "y\n"}, {shows(" removed, "), "\x03"}});
+    EXPECT_EQ(done.status, 130);
+    EXPECT_NE(done.out.find("finishing the item at hand; Ctrl-C again stops at once\n"), std::string::npos);
+    const std::size_t left = Manifest::of(desk.root).paths().size();
+    EXPECT_GT(left, 0U);
+    EXPECT_LT(left, 60000U);
+    const std::string summary = "removed " + std::to_string(60000 - left) + " items, Zero KB";
+    EXPECT_NE(done.out.find(summary + "\n"), std::string::npos) << done.out;
+    EXPECT_TRUE(desk.logged().ends_with("DONE  DESK/v  " + summary + "\n"));
+}
+
+TEST(CommandLineInterrupted, StopsAtTheQuestion) {
+    const Desk desk;
+    litter(desk);
+    const Finished done = desk.varnel.runOnTerminal({"clean", desk.root}, {{shows("Clean? [y/N] "), "\x03"}});
+    EXPECT_EQ(done.status, 130);
+    EXPECT_TRUE(desk.folder.has("v/a/._x"));
+}
+
+TEST(CommandLineBadInput, GetsAClearLineAndItsStatus) {
+    const Desk desk;
+    desk.folder.file("file");
+    desk.folder.link("link", "v");
+    desk.folder.link("to usr", "/usr");
+    const struct {
+        std::string path, message;
+        int status;
+    } cases[] = {
+        {desk.folder.at("missing"), "varnel: DESK/missing: No such file or directory\n", 1},
+        {desk.folder.at("file"), "varnel: DESK/file: is not a folder\n", 1},
+        {desk.folder.at("link"), "varnel: DESK/link: is a link; name the folder that it leads to\n", 1},
+        {"/", "varnel: / is a protected system path.\n", 3},
+        {"/usr/share", "varnel: /usr/share is a protected system path.\n", 3},
+        {desk.root + "/../../../etc", "varnel: /etc is a protected system path.\n", 3},
+        {desk.folder.at("to usr/share"), "varnel: DESK/to usr/share is a protected system path.\n", 3},
+        {desk.folder.at("home"), "varnel: DESK/home is a protected system path.\n", 3},
+    };
+    for (const auto& c : cases) {
+        for (const Words& command : {Words{"scan"}, Words{"clean", "--yes"}}) {
+            Words words = command;
+            words.push_back(c.path);
+            const Finished done = desk.varnel.run(words);
+            EXPECT_EQ(desk.stable(done.errors), c.message) << command[0];
+            EXPECT_EQ(done.status, c.status) << command[0] << " " << c.path;
+        }
+    }
+}
+
+TEST(CommandLineBadInput, GoesOnWithTheOtherPaths) {
+    const Desk desk;
+    litter(desk);
+    const Finished done = desk.varnel.run({"clean", "--yes", desk.folder.at("missing"), desk.root});
+    EXPECT_EQ(done.status, 1);
+    EXPECT_FALSE(desk.folder.has("v/a/._x"));
+}
+
+TEST(CommandLinePaths, MayBeRelativeAndUntidy) {
+    const Desk desk;
+    litter(desk);
+    EXPECT_EQ(tests::runInChild([&] {
+                  ASSERT_EQ(::chdir(desk.folder.path().c_str()), 0);
+                  desk.folder.file("~tilde/._x");
+                  EXPECT_EQ(json::parse(desk.varnel.run({"scan", "--json", "v"}).out)["root"], desk.root);
+                  EXPECT_EQ(json::parse(desk.varnel.run({"scan", "--json", "./v//a/../"}).out)["root"], desk.root);
+                  EXPECT_EQ(json::parse(desk.varnel.run({"scan", "--json", "~tilde"}).out)["items"].size(), 1U);
+              }),
+              0);
+}
+
+TEST(CommandLineBadInput, UnreadableFoldersAreNamedInThePlan) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+    const Desk desk;
+    desk.folder.file("v/closed/._x");
+    desk.folder.file("v/open/._y");
+    ::chmod(desk.folder.at("v/closed").c_str(), 0700);
+    for (const char* name : {"v", "v/open", "home"})
+        ::chmod(desk.folder.at(name).c_str(), 0777);
+    EXPECT_EQ(tests::runUnprivileged([&] {
+                  const Finished done = desk.varnel.run({"clean", "--yes", "--samples", "0", desk.root});
+                  EXPECT_EQ(done.status, 1);
+                  EXPECT_TRUE(desk.stable(done.out).ends_with(
+                      "\n  errors:\n    cannot open: DESK/v/closed\nremoved 1 items, 1 byte\n"))
+                      << done.out;
+                  EXPECT_EQ(desk.varnel.run({"scan", desk.folder.at("v/closed")}).status, 1);
+              }),
+              0);
+    EXPECT_TRUE(desk.folder.has("v/closed/._x"));
+}
+
+/// Runs the body in a mount namespace of its own, or skips with the reason.
+void privately(const std::function<void(const Desk&)>& body) {
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    EXPECT_EQ(mounts.run([&] {
+        const Desk desk;
+        body(desk);
+    }),
+              0);
+}
+
+TEST(CommandLineBadInput, AReadOnlyDiskFailsItemByItem) {
+    privately([](const Desk& desk) {
+        tests::mountTmpfs(desk.root);
+        litter(desk);
+        ASSERT_EQ(::mount("", desk.root.c_str(), "", MS_REMOUNT | MS_RDONLY, nullptr), 0);
+        const Finished done = desk.varnel.run({"clean", "--yes", "--samples", "0", desk.root});
+        EXPECT_EQ(done.status, 1);
+        EXPECT_TRUE(done.out.ends_with("removed 0 items, Zero KB, 2 failed\n")) << done.out;
+        EXPECT_EQ(desk.stable(done.errors),
+                  "varnel: DESK/v/a/._x — Read-only file system\n"
+                  "varnel: DESK/v/b/__MACOSX — Read-only file system\n");
+        EXPECT_EQ(desk.logged(),
+                  "FAIL  appledouble  DESK/v/a/._x  Read-only file system\n"
+                  "FAIL  macosx-dir  DESK/v/b/__MACOSX  Read-only file system\n"
+                  "DONE  DESK/v  removed 0 items, Zero KB, 2 failed\n");
+        tests::unmount(desk.root);
+    });
+}
+
+TEST(CommandLineBadInput, AFullLogDiskStopsNothing) {
+    privately([](const Desk& desk) {
+        tests::mountTmpfs(desk.folder.folder("home/Library/Logs/Varnel"), "size=4k");
+        for (int i = 0; i < 200; ++i)
+            desk.folder.file("v/._" + std::to_string(i));
+        const Finished done = desk.varnel.run({"clean", "--yes", "--samples", "0", desk.root});
+        EXPECT_EQ(done.status, 0);
+        EXPECT_EQ(desk.stable(done.errors),
+                  "varnel: the log is incomplete: DESK/home/Library/Logs/Varnel/varnel.log: No space "
+                  "left on device\n");
+        EXPECT_TRUE(Manifest::of(desk.root).paths().empty());
+        tests::unmount(desk.folder.at("home/Library/Logs/Varnel"));
+    });
+}
+
+TEST(CommandLineBadInput, AMissingLogStopsNothing) {
+    const Desk desk;
+    litter(desk);
+    desk.folder.file("home/Library");
+    const Finished done = desk.varnel.run({"clean", "--yes", desk.root});
+    EXPECT_EQ(done.status, 0);
+    EXPECT_EQ(desk.stable(done.errors), "varnel: log unavailable: DESK/home/Library/Logs/Varnel\n");
+    EXPECT_FALSE(desk.folder.has("v/a/._x"));
+}
+
+TEST(CommandLineBadInput, AnOutputThatCannotBeWrittenIsAFailure) {
+    const Desk desk;
+    litter(desk);
+    const Finished done = desk.varnel.run({"scan", desk.root}, "/dev/full");
+    EXPECT_EQ(done.status, 1);
+    EXPECT_EQ(done.errors, "varnel: cannot write the result: No space left on device\n");
+}
+
+TEST(CommandLineMacFormat, NeedsAConsentOfItsOwn) {
+    if (!tests::hasProgram("bindfs")) GTEST_SKIP() << "needs the program bindfs";
+    privately([](const Desk& desk) {
+        const auto mount = [&desk] {
+            desk.folder.file("from/._x");
+            tests::shell("bindfs -o subtype=apfs '" + desk.folder.at("from") + "' '" + desk.root + "'");
+        };
+        mount();
+        const Finished refused = desk.varnel.run({"clean", "--yes", desk.root});
+        EXPECT_EQ(refused.status, 3);
+        EXPECT_EQ(desk.stable(refused.errors),
+                  "varnel: DESK/v is on a apfs volume, a Mac format; --mac-format cleans it all the same.\n");
+        EXPECT_TRUE(desk.folder.has("from/._x"));
+        EXPECT_EQ(desk.varnel.run({"clean", "--dry-run", desk.root}).status, 0) << "nothing is at stake";
+        const std::string question = "Clean anyway? [y/N] ";
+        const Finished declined = desk.varnel.runOnTerminal({"clean", "--yes", desk.root}, {{shows(question), "n\n"}});
+        EXPECT_EQ(declined.status, 3);
+        EXPECT_TRUE(desk.folder.has("from/._x"));
+        const Finished agreed = desk.varnel.runOnTerminal({"clean", "--yes", desk.root}, {{shows(question), "y\n"}});
+        EXPECT_EQ(agreed.status, 0) << agreed.out;
+        EXPECT_FALSE(desk.folder.has("from/._x"));
+        EXPECT_NE(agreed.out.find("(Mac format — skipped by default)"), std::string::npos);
+        desk.folder.file("from/._x");
+        EXPECT_EQ(desk.varnel.run({"clean", "--yes", "--mac-format", desk.root}).status, 0);
+        EXPECT_FALSE(desk.folder.has("from/._x"));
+        tests::shell("umount '" + desk.root + "'");
+    });
+}
+
+TEST(CommandLineLiveForks, NeedAConsentOfTheirOwn) {
+    privately([](const Desk& desk) {
+        desk.folder.file("etc/smb.conf", "[global]\nvfs objects = catia fruit\n[share]\npath = " + desk.root + "\n");
+        const std::string over = desk.folder.folder("over");
+        tests::mountTmpfs(over);
+        tests::shell("cd '" + over +
+                     "' && mkdir upper work && mount -t overlay o -o lowerdir=/etc,upperdir=upper,workdir=work /etc");
+        tests::shell("mkdir -p /etc/samba && cp '" + desk.folder.at("etc/smb.conf") + "' /etc/samba/");
+        litter(desk);
+        const Finished refused = desk.varnel.run({"clean", "--yes", desk.folder.at("v/a")});
+        EXPECT_EQ(refused.status, 3);
+        EXPECT_EQ(desk.stable(refused.errors),
+                  "varnel: DESK/v/a is shared by a file server that keeps live data in ._ files (/etc/samba/smb.conf: "
+                  "[share]); --allow-live-forks cleans it all the same.\n");
+        EXPECT_TRUE(desk.folder.has("v/a/._x"));
+        EXPECT_EQ(desk.varnel.run({"clean", "--yes", "--allow-live-forks", desk.root}).status, 0);
+        EXPECT_FALSE(desk.folder.has("v/a/._x"));
+    });
+}
+
+TEST(CommandLineLog, PrintsItsPathOrItsLines) {
+    const Desk desk;
+    const std::string path = desk.folder.at("home/Library/Logs/Varnel/varnel.log");
+    EXPECT_EQ(desk.varnel.run({"log"}).out, path + "\n");
+    const Finished missing = desk.varnel.run({"log", "-n", "5"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.errors, "varnel: " + path + ": No such file or directory\n");
+    std::string all;
+    for (int i = 0; i < 5000; ++i)
+        all += "line " + std::to_string(i) + " " + std::string(40, 'x') + "\n";
+    desk.folder.file("home/Library/Logs/Varnel/varnel.log", all);
+    const auto last = [&](const char* count) { return desk.varnel.run({"log", "-n", count}).out; };
+    EXPECT_EQ(last("1"), "line 4999 " + std::string(40, 'x') + "\n");
+    EXPECT_EQ(last("2"), "line 4998 " + std::string(40, 'x') + "\nline 4999 " + std::string(40, 'x') + "\n");
+    EXPECT_EQ(last("0"), "");
+    EXPECT_EQ(last("5000"), all);
+    EXPECT_EQ(last("4999"), all.substr(all.find('\n') + 1));
+    EXPECT_EQ(last("99999"), all);
+    desk.folder.file("home/Library/Logs/Varnel/varnel.log", "a\nunfinished");
+    EXPECT_EQ(last("1"), "unfinished\n");
+    desk.folder.file("home/Library/Logs/Varnel/varnel.log", "a\x1b[2J\n");
+    EXPECT_EQ(desk.varnel.runOnTerminal({"log", "-n", "1"}).out, "a\\x1B[2J\n");
+}
+
+TEST(CommandLineLog, FollowsWhatIsWritten) {
+    const Desk desk;
+    desk.folder.file("home/Library/Logs/Varnel/varnel.log", "first\n");
+    const std::string path = desk.folder.at("home/Library/Logs/Varnel/varnel.log");
+    bool hasAppended = false;
+    const auto append = [&](const std::string& shown) {
+        if (!hasAppended && shown.find("first\n") != std::string::npos) {
+            std::ofstream(path, std::ios::app) << "second\n";
+            hasAppended = true;
+        }
+        return shown.find("second\n") != std::string::npos;
+    };
+    const Finished done = desk.varnel.runOnTerminal({"log", "-f"}, {{append, "\x03"}});
+    EXPECT_EQ(done.status, 130) << "ended by Ctrl-C";
+    EXPECT_EQ(done.out, "first\nsecond\n");
+}
+
+TEST(CommandLineVolumes, ListsWhatIsMountedForPeople) {
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    const Desk desk;
+    EXPECT_EQ(mounts.run([&] {
+        tests::mountTmpfs("/mnt");
+        ASSERT_EQ(::mkdir("/mnt/Card 1", 0755), 0);
+        tests::mountTmpfs("/mnt/Card 1");
+        const Finished done = desk.varnel.run({"volumes"});
+        EXPECT_NE(done.out.find("* mnt — tmpfs, local  /mnt\n* Card 1 — tmpfs, local  /mnt/Card 1\n"),
+                  std::string::npos)
+            << done.out;
+        EXPECT_EQ(done.out.find("  /proc\n"), std::string::npos);
+        const Finished coded = desk.varnel.run({"volumes", "--json"});
+        EXPECT_NE(coded.out.find(
+                      "{\"mountPoint\":\"/mnt/Card 1\",\"fsType\":\"tmpfs\",\"isLocal\":true,\"isRemovable\":false,"
+                      "\"isInternal\":false,\"isTarget\":true}\n"),
+                  std::string::npos)
+            << coded.out;
+    }),
+              0);
+}
+
+}  // namespace
+}  // namespace varnel
