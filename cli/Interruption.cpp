@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "cli/Interruption.h"
 
-#include <pthread.h>
 #include <signal.h>  // NOLINT(modernize-deprecated-headers): sigwait() and the masks are POSIX
 #include <unistd.h>
 

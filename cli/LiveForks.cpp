@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <ios>
 #include <iterator>
 #include <map>
 #include <optional>

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,7 +13,6 @@
 #include <ctime>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "cli/AppleDouble.h"
@@ -21,14 +21,13 @@
 #include "core/base/FileDescriptor.h"
 #include "core/base/Text.h"
 #include "core/plan/Plan.h"
-#include "core/scan/Directory.h"
 #include "core/scan/FSInfo.h"
 #include "core/scan/Walker.h"
 
 namespace varnel::cli::Notes {
 namespace {
 
-constexpr std::time_t recentSeconds = 10 * 60;
+constexpr std::time_t recentSeconds = 600;
 
 bool isRegularFile(const struct stat& facts) {
     return S_ISREG(facts.st_mode);
@@ -52,7 +51,8 @@ struct Contents {
     bool hasRecentChange = false;
 };
 
-void ignoreProblem(std::string) {}
+// The walk hands the text over by value; nobody wants it here.
+void ignoreProblem(std::string) {}  // NOLINT(performance-unnecessary-value-param): the walk sets the type
 
 /// Adds what lies in a folder, links not followed, mounts not entered.
 void addContents(const std::string& folder, Contents& contents) {

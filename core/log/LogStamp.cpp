@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "core/log/LogStamp.h"
 
+#include <time.h>  // NOLINT(modernize-deprecated-headers): tzset() and localtime_r() are POSIX
+
 #include <array>
 #include <cstdint>
 #include <cstdio>

@@ -2,7 +2,6 @@
 #include "core/plan/PlanCoding.h"
 
 #include <cmath>
-#include <cstddef>
 #include <cstdint>
 #include <expected>
 #include <limits>

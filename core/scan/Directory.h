@@ -80,6 +80,9 @@ enum class ListedKind : std::uint8_t { unknown, directory, symlink, other };
 struct ListedEntry {
     std::string_view name;  ///< Valid until the next call of next(). Followed by a zero byte.
     ListedKind kind = ListedKind::unknown;
+
+    /// The name as the calls above take it.
+    const char* zeroTerminatedName() const { return name.data(); }
 };
 
 /// Reads folders one after the other through one large buffer.

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -15,6 +16,7 @@
 #include "core/plan/Plan.h"
 #include "core/rules/ActiveRules.h"
 #include "core/rules/Rule.h"
+#include "core/rules/RuleScope.h"
 #include "core/rules/RuleSet.h"
 #include "core/scan/Directory.h"
 #include "core/scan/FSInfo.h"

@@ -68,7 +68,7 @@ private:
             const bool factsDecide = !folder.isSearchable || listed.kind == Directory::ListedKind::unknown ||
                                      listed.kind == Directory::ListedKind::directory;
             if (!factsDecide && isOfNoInterest_(listed.name, listed.kind)) continue;
-            const auto facts = Directory::facts(descriptor, listed.name.data());
+            const auto facts = Directory::facts(descriptor, listed.zeroTerminatedName());
             if (!facts) {
                 onError_("cannot stat: " + Path::joined(path_, listed.name));
                 continue;

@@ -8,7 +8,7 @@
 #error "This source is for Linux."
 #endif
 
-#include <dirent.h>
+#include <dirent.h>  // IWYU pragma: keep
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
@@ -28,6 +28,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "core/base/FileDescriptor.h"
 

@@ -9,7 +9,6 @@
 #endif
 
 #include <pwd.h>
-#include <sys/types.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -17,6 +16,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/base/FunctionRef.h"

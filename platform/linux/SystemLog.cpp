@@ -5,7 +5,7 @@
 #error "This source is for Linux."
 #endif
 
-#include <syslog.h>
+#include <syslog.h>  // IWYU pragma: keep
 #include <systemd/sd-journal.h>
 #include <unistd.h>
 

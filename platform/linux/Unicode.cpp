@@ -159,8 +159,8 @@ int standardCompare(std::string_view a, std::string_view b) {
     require(status, "the Unicode library could not compare two texts");
     if (order != UCOL_EQUAL) return order == UCOL_LESS ? -1 : 1;
     if (const int runs = compareDigitRuns(wideA, wideB); runs != 0) return runs;
-    const int units = wideA.compare(wideB);
-    return units < 0 ? -1 : (units > 0 ? 1 : 0);
+    if (wideA == wideB) return 0;
+    return wideA < wideB ? -1 : 1;
 }
 
 }  // namespace varnel::Unicode

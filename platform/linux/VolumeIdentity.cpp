@@ -7,8 +7,8 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/sysmacros.h>
-#include <sys/vfs.h>
 
 #include <cstdint>
 #include <cstring>
