@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// Ctrl-C. A thread of its own waits for the signal, because the main thread may sit in a system call on a dead disk
-// that no signal handler gets it out of; ending the process does.
+// Ctrl-C. A process that sits in a call on a dead disk cannot even be killed until the disk answers. So the work is
+// done by a child process, in which a thread of its own waits for the interruption, and the process that the person
+// started only watches: it can always end.
 #pragma once
 
 namespace varnel::cli::Interruption {
 
-/// Takes the signals over. Called once, before any other thread exists. From then on Ctrl-C ends the process at once
+/// Splits the process: the one that returns from here works, the other watches and ends with the worker's status.
+/// Called once, before any other thread exists and before anything is written. From then on Ctrl-C ends both at once
 /// with status 130, unless it is deferred.
 void begin();
 

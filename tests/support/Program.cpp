@@ -39,11 +39,15 @@ constexpr std::chrono::seconds longestRun{60};
     ::_exit(127);
 }
 
+int statusFrom(int status) {
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
 int statusOf(pid_t child) {
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return statusFrom(status);
 }
 
 /// Reads what is there; false at the end.
@@ -113,7 +117,17 @@ Finished Program::runOnTerminal(const std::vector<std::string>& arguments, std::
         }
         if (std::chrono::steady_clock::now() > deadline) ::kill(child, SIGKILL);
         pollfd end{terminal, POLLIN, 0};
-        if (::poll(&end, 1, 50) > 0) isOpen = readSome(terminal, finished.out);
+        if (::poll(&end, 1, 50) > 0) {
+            isOpen = readSome(terminal, finished.out);
+            continue;
+        }
+        // Whatever it started may live on and keep the terminal open; a shell waits for the program alone.
+        int status = 0;
+        if (::waitpid(child, &status, WNOHANG) == child) {
+            ::close(terminal);
+            finished.status = statusFrom(status);
+            return finished;
+        }
     }
     ::close(terminal);
     finished.status = statusOf(child);

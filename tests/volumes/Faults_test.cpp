@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: MIT
+//
+// A disk that fails on demand: one bad entry never stops the rest, and a dead disk never holds the person.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/plan/Executor.h"
+#include "core/rules/RuleSet.h"
+#include "core/scan/FSInfo.h"
+#include "core/scan/Scanner.h"
+#include "tests/support/Manifest.h"
+#include "tests/support/PrivateMounts.h"
+#include "tests/support/Program.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace varnel {
+namespace {
+
+using tests::Manifest;
+using tests::TemporaryFolder;
+using Failures = std::vector<ExecResult::Failure>;
+
+constexpr std::chrono::seconds patience{20};
+
+/// Waits for a condition; false when it never came true.
+bool comesTrue(const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+/// The failing disk: what lies in "real" appears in "disk".
+class FaultyDisk {
+public:
+    FaultyDisk() {
+        folder.folder("real");
+        folder.folder("disk");
+        folder.folder("home");
+        rules("");
+        server_ = ::fork();
+        if (server_ == 0) {
+            ::setenv("FAULTFS_RULES", folder.at("rules").c_str(), 1);
+            // Nothing is cached: every look at an entry reaches the rules.
+            ::execl(FAULTFS_PROGRAM, FAULTFS_PROGRAM, folder.at("real").c_str(), folder.at("disk").c_str(), "-f", "-o",
+                    "attr_timeout=0,entry_timeout=0,allow_other", nullptr);
+            ::_exit(127);
+        }
+        isMounted = comesTrue([this] { return FSInfo::isMountPoint(folder.at("disk")); });
+    }
+
+    ~FaultyDisk() {
+        rules("");
+        tests::shell("umount -l '" + folder.at("disk") + "'");
+        ::waitpid(server_, nullptr, 0);
+    }
+    FaultyDisk(const FaultyDisk&) = delete;
+    FaultyDisk& operator=(const FaultyDisk&) = delete;
+
+    void rules(const std::string& text) const {
+        std::ofstream(folder.at("rules.new")) << text;
+        ::rename(folder.at("rules.new").c_str(), folder.at("rules").c_str());
+    }
+
+    TemporaryFolder folder;
+    bool isMounted = false;
+
+private:
+    pid_t server_ = -1;
+};
+
+void fill(const FaultyDisk& disk) {
+    for (const char* name : {"real/._1", "real/._2", "real/__MACOSX/a/1", "real/__MACOSX/a/2", "real/__MACOSX/b",
+                             "real/keep", "real/w/.Trashes/x"}) {
+        disk.folder.file(name);
+    }
+}
+
+void withFaultyDisk(const std::function<void(FaultyDisk&)>& body) {
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    if (::access("/dev/fuse", R_OK | W_OK) != 0) GTEST_SKIP() << "needs /dev/fuse";
+    EXPECT_EQ(mounts.run([&] {
+        FaultyDisk disk;
+        ASSERT_TRUE(disk.isMounted);
+        body(disk);
+    }),
+              0);
+}
+
+TEST(FaultyDisk, FailsTheEntryAndNoOther) {
+    constexpr struct {
+        const char *error, *text;
+    } errors[] = {
+        {"EIO", "Input/output error"},
+        {"EACCES", "Permission denied"},
+        {"EPERM", "Operation not permitted"},
+        {"EBUSY", "Device or resource busy"},
+        {"EROFS", "Read-only file system"},
+        {"ENOSPC", "No space left on device"},
+        {"ENOTCONN", "Transport endpoint is not connected"},
+        {"ESTALE", "Stale file handle"},
+    };
+    const struct {
+        const char *rule, *item;
+        std::set<std::string> gone;
+    } places[] = {
+        {"unlink /._1", "._1", {"._2", "__MACOSX", "w/.Trashes"}},
+        {"unlink /__MACOSX/a/1", "__MACOSX", {"._1", "._2", "__MACOSX/a/2", "__MACOSX/b", "w/.Trashes"}},
+        {"opendir /__MACOSX/a", "__MACOSX", {"._1", "._2", "__MACOSX/b", "w/.Trashes"}},
+        {"readdir /__MACOSX/a", "__MACOSX", {"._1", "._2", "__MACOSX/b", "w/.Trashes"}},
+        {"rmdir /__MACOSX", "__MACOSX", {"._1", "._2", "__MACOSX/a", "__MACOSX/b", "w/.Trashes"}},
+    };
+    withFaultyDisk([&](FaultyDisk& disk) {
+        for (const auto& place : places) {
+            for (const auto& error : errors) {
+                SCOPED_TRACE(std::string(place.rule) + " " + error.error);
+                disk.rules("");
+                fill(disk);
+                const Plan plan = Scanner{RuleSet::standard(), RuleScope::adhoc}.scan(disk.folder.at("disk"));
+                ASSERT_EQ(plan.items.size(), 4U);
+                const Manifest before = Manifest::of(disk.folder.at("real"));
+                disk.rules(std::string(place.rule) + " " + error.error + "\n");
+                const ExecResult result = Executor::execute(plan, /*dryRun=*/false, nullptr);
+                EXPECT_EQ(result.failures, (Failures{{disk.folder.at("disk/") + place.item, error.text}}));
+                EXPECT_EQ(result.removed, 3);
+                EXPECT_ONLY_GONE(before, Manifest::of(disk.folder.at("real")), place.gone);
+                tests::shell("rm -rf '" + disk.folder.at("real") + "'/*  '" + disk.folder.at("real") + "'/.[!.]*");
+            }
+        }
+    });
+}
+
+TEST(FaultyDisk, AListingThatBreaksOffEndsThereAndTheRestGoesOn) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        fill(disk);
+        for (int i = 0; i < 20; ++i)
+            disk.folder.file("real/__MACOSX/many/" + std::to_string(i));
+        const Plan plan = Scanner{RuleSet::standard(), RuleScope::adhoc}.scan(disk.folder.at("disk"));
+        disk.rules("readdir /__MACOSX/many cut=5\n");
+        const ExecResult result = Executor::execute(plan, /*dryRun=*/false, nullptr);
+        EXPECT_EQ(result.failures, (Failures{{disk.folder.at("disk/__MACOSX"), "Input/output error"}}));
+        EXPECT_EQ(result.removed, 3);
+        EXPECT_TRUE(disk.folder.has("real/__MACOSX/many"));
+        EXPECT_FALSE(disk.folder.has("real/__MACOSX/a"));
+
+        disk.rules("readdir /w cut=1\n");
+        disk.folder.file("real/._late");
+        const Plan cut = Scanner{RuleSet::standard(), RuleScope::adhoc}.scan(disk.folder.at("disk"));
+        EXPECT_TRUE(cut.errors.empty()) << "a listing that ends early ends as if it were complete";
+        EXPECT_TRUE(
+            std::any_of(cut.items.begin(), cut.items.end(), [](const auto& item) { return item.name == "._late"; }));
+    });
+}
+
+TEST(FaultyDisk, ScanNamesWhatItCouldNotSee) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        fill(disk);
+        disk.rules("opendir /w EIO\ngetattr /._1 EIO\n");
+        const Plan plan = Scanner{RuleSet::standard(), RuleScope::adhoc}.scan(disk.folder.at("disk"));
+        std::vector<std::string> errors = plan.errors;
+        std::sort(errors.begin(), errors.end());
+        EXPECT_EQ(errors, (std::vector<std::string>{"cannot open: " + disk.folder.at("disk/w"),
+                                                    "cannot stat: " + disk.folder.at("disk/._1")}));
+        EXPECT_EQ(plan.items.size(), 2U);
+    });
+}
+
+TEST(DeadDisk, LetsGoAtCtrlC) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        fill(disk);
+        disk.rules("opendir /w hang\n");
+        const tests::Program varnel(disk.folder.at("home"));
+        const auto begun = std::chrono::steady_clock::now();
+        // The progress line never comes: the scan sits in a call that does not return. So the terminal types at once.
+        const auto atOnce = [begun](const std::string&) {
+            return std::chrono::steady_clock::now() - begun > std::chrono::milliseconds(300);
+        };
+        const tests::Finished done = varnel.runOnTerminal({"scan", disk.folder.at("disk")}, {{atOnce, "\x03"}});
+        EXPECT_EQ(done.status, 130);
+        EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(3));
+    });
+}
+
+TEST(DeadDisk, StillHasAType) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        disk.rules("getattr * hang\nopendir * hang\n");
+        const auto begun = std::chrono::steady_clock::now();
+        EXPECT_TRUE(FSInfo::type(disk.folder.at("disk")));
+        EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(1));
+        disk.rules("");
+    });
+}
+
+}  // namespace
+}  // namespace varnel
