@@ -40,6 +40,7 @@ std::chrono::milliseconds raceTime() {
 }
 
 constexpr long fewestSwaps = 1000;
+constexpr int filesPerFolder = 150;
 
 /// A volume whose folder `swapped` becomes a link to the canary and back, as fast as the kernel can.
 class Race {
@@ -96,7 +97,7 @@ private:
 
     static void fill(const std::string& top) {
         std::filesystem::create_directories(top + "/deep");
-        for (int i = 0; i < 20; ++i) {
+        for (int i = 0; i < filesPerFolder; ++i) {
             for (const char* name : {"/._f", "/deep/._g"}) {
                 ::close(::open((top + name + std::to_string(i)).c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
             }
@@ -119,7 +120,7 @@ std::function<void(const std::string&)> removePlanned(const std::string& swapped
     return [swapped, asTree](const std::string& root) {
         Plan plan{root, {}, {}, {}, {}, {}};
         if (asTree) plan.items.push_back({root + "/__MACOSX", "__MACOSX", "macosx-dir", true, 0});
-        for (int i = 0; i < 20 && !asTree; ++i) {
+        for (int i = 0; i < filesPerFolder && !asTree; ++i) {
             for (const char* name : {"/._f", "/deep/._g"}) {
                 plan.items.push_back({root + "/" + swapped + name + std::to_string(i), "", "appledouble", false, 0});
             }
