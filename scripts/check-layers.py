@@ -27,8 +27,9 @@ LAYERS = {
     "PlanCoding": (["core/plan/PlanCoding"], ["base", "Plan", "volumes"]),
     "Walker": (["core/scan/Walker"], ["base", "Directory", "FSInfo"]),
     "Scanner": (["core/scan/Scanner"], ["base", "rules", "Directory", "FSInfo", "Walker", "Plan"]),
+    "ParentFolders": (["core/scan/ParentFolders"], ["base", "Directory"]),
     "Executor": (["core/plan/Executor"],
-                 ["base", "log", "PathGuard", "Directory", "FSInfo", "Plan", "ExecResult", "TreeRemover"]),
+                 ["base", "log", "PathGuard", "Directory", "FSInfo", "ParentFolders", "Plan", "ExecResult", "TreeRemover"]),
     "cli": (["cli/"], ["base", "rules", "volumes", "log", "PathGuard", "Directory", "FSInfo", "ExecResult", "Plan",
                        "PlanReport", "PlanCoding", "Walker", "Scanner", "Executor"]),
 }

@@ -2,10 +2,8 @@
 #include "core/plan/Executor.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <expected>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,6 +20,7 @@
 #include "core/plan/Plan.h"
 #include "core/plan/TreeRemover.h"
 #include "core/scan/Directory.h"
+#include "core/scan/ParentFolders.h"
 #include "core/scan/PathGuard.h"
 #include "core/scan/VolumeIdentity.h"
 
@@ -65,63 +64,13 @@ std::optional<std::string_view> belowRoot(std::string_view path, std::string_vie
     return path;
 }
 
-/// The folder that holds the item at hand. Items of one folder follow each other, and the next folder mostly lies
-/// below the last one, so an open folder is kept until the next one is known.
-class Parents {
-public:
-    Parents(std::string root, std::int32_t device, FileDescriptor opened)
-        : root_(std::move(root)), device_(device), rootFolder_(std::move(opened)) {
-        if (const auto facts = Directory::factsOf(rootFolder_.get())) rootFacts_ = *facts;
-    }
-
-    struct Parent {
-        int folder = -1;
-        Directory::Facts facts;
-    };
-
-    /// The open folder at the path `below` the root, or the reason why the items in it are left alone.
-    std::expected<Parent, const char*> at(std::string_view below) {
-        if (isHeld_ && below == below_) return held();
-        const bool isDeeper =
-            isHeld_ && !below_.empty() && below.size() > below_.size() && Path::isAtOrBelow(below, below_);
-        const int start = isDeeper ? folder_.get() : rootFolder_.get();
-        const std::string_view rest = isDeeper ? below.substr(below_.size() + 1) : below;
-        auto opened = Directory::openBeneath(start, rest, Directory::Purpose::lookUp);
-        if (!opened) return std::unexpected(refusal(opened.error(), below));
-        const auto facts = Directory::factsOf(opened->get());
-        if (!facts || facts->device != device_ || !facts->isOnSameMount(rootFacts_)) {
-            return std::unexpected(otherVolume);
-        }
-        folder_ = *std::move(opened);
-        facts_ = *facts;
-        below_ = below;
-        isHeld_ = true;
-        return held();
-    }
-
-private:
-    Parent held() const { return {folder_.get(), facts_}; }
-
-    /// A link on the way is refused wherever it leads; the reason tells the two cases apart.
-    const char* refusal(int error, std::string_view below) const {
-        if (error != ELOOP) return otherVolume;
-        const auto behind = Directory::factsFollowingLinks(Path::joined(root_, below));
-        return behind && behind->device == device_ ? isSymlink : otherVolume;
-    }
-
-    std::string root_;
-    std::int32_t device_;
-    FileDescriptor rootFolder_;
-    Directory::Facts rootFacts_;
-    bool isHeld_ = false;
-    std::string below_;
-    FileDescriptor folder_;
-    Directory::Facts facts_;
-};
+const char* reasonFor(ParentFolders::Refusal refusal) {
+    return refusal == ParentFolders::Refusal::link ? isSymlink : otherVolume;
+}
 
 class Execution {
 public:
-    Execution(std::string root, bool dryRun, Log* log, Parents parents)
+    Execution(std::string root, bool dryRun, Log* log, ParentFolders parents)
         : root_(std::move(root)), dryRun_(dryRun), log_(log), parents_(std::move(parents)) {}
 
     void work(const MatchItem& item) {
@@ -129,7 +78,7 @@ public:
         if (!below) return fail(item, outsideRoot);
         const std::string name(Path::lastComponent(*below));
         const auto parent = parents_.at(Path::withoutLastComponent(*below));
-        if (!parent) return fail(item, parent.error());
+        if (!parent) return fail(item, reasonFor(parent.error()));
         const auto facts = Directory::facts(parent->folder, name.c_str());
         if (!facts) {
             result.skipped.push_back(item.path);
@@ -178,7 +127,7 @@ private:
     std::string root_;
     bool dryRun_;
     Log* log_;
-    Parents parents_;
+    ParentFolders parents_;
     TreeRemover remover_;
 };
 
@@ -207,7 +156,7 @@ ExecResult execute(const Plan& plan, bool dryRun, Log* log, const Supervision& s
         const auto& expected = supervision.volume;
         if (!expected || VolumeIdentity::of(folder->get()) == expected) opened = *std::move(folder);
     }
-    Execution execution(root, dryRun, log, Parents(root, facts->device, std::move(opened)));
+    Execution execution(root, dryRun, log, ParentFolders(root, facts->device, std::move(opened)));
     for (const MatchItem* item : workList(plan)) {
         if (!supervision.mayGoOn(execution.result)) break;
         execution.work(*item);

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <expected>
+#include <string>
+#include <string_view>
+
+#include "core/base/FileDescriptor.h"
+#include "core/scan/Directory.h"
+
+namespace varnel {
+
+/// Opens, one after the other, the folders that hold the entries to be removed below one root: through no link and
+/// into no other volume.
+///
+/// Entries of one folder mostly follow each other, and the next folder mostly lies below the last one, so the latest
+/// folder is kept open until another one is asked for.
+class ParentFolders {
+public:
+    /// `root` is open, or not: then no folder is found. `rootPath` only serves to tell refusals apart.
+    ParentFolders(std::string rootPath, std::int32_t device, FileDescriptor root);
+
+    struct Parent {
+        int folder = -1;  ///< Open until the next call; stays this object's.
+        Directory::Facts facts;
+    };
+
+    enum class Refusal : std::uint8_t {
+        otherVolume,  ///< It is not there, is no folder, cannot be reached, or lies on another volume.
+        link,         ///< The way to it leads through a link, to the same volume.
+    };
+
+    /// The folder at a path below the root; empty for the root itself.
+    std::expected<Parent, Refusal> at(std::string_view below);
+
+private:
+    Refusal refusal(int error, std::string_view below) const;
+
+    std::string rootPath_;
+    std::int32_t device_;
+    FileDescriptor root_;
+    Directory::Facts rootFacts_;
+    bool isHeld_ = false;
+    std::string below_;  // path of the folder that is held
+    FileDescriptor folder_;
+    Directory::Facts facts_;
+};
+
+}  // namespace varnel
