@@ -30,6 +30,8 @@ LAYERS = {
     "ParentFolders": (["core/scan/ParentFolders"], ["base", "Directory"]),
     "Executor": (["core/plan/Executor"],
                  ["base", "log", "PathGuard", "Directory", "FSInfo", "ParentFolders", "Plan", "ExecResult", "TreeRemover"]),
+    "watcher": (["core/watcher/"], ["base", "rules", "volumes", "log", "PathGuard", "Directory", "FSInfo", "ParentFolders",
+                                    "Plan", "ExecResult", "TreeRemover", "Scanner", "Executor"]),
     "cli": (["cli/"], ["base", "rules", "volumes", "log", "PathGuard", "Directory", "FSInfo", "ExecResult", "Plan",
                        "PlanReport", "PlanCoding", "Walker", "Scanner", "Executor"]),
 }

@@ -50,7 +50,11 @@ public:
     AsioQueue(const AsioQueue&) = delete;
     AsioQueue& operator=(const AsioQueue&) = delete;
 
-    void async(std::function<void()> work) final { asio::post(loop_->context, std::move(work)); }
+    void async(std::function<void()> work) final {
+        // The work may let go of the queue before this call has returned; the loop must outlive the call.
+        const auto loop = loop_;
+        asio::post(loop->context, std::move(work));
+    }
 
     void sync(FunctionRef<void()> work) final {
         std::promise<void> done;

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+namespace varnel {
+
+/// Port: the system's word that something was mounted or unmounted. Abstract because tests mount when they like.
+class MountNotifications {
+public:
+    enum class Kind : std::uint8_t { didMount, didUnmount };
+    using Token = std::uint64_t;
+
+    virtual ~MountNotifications() = default;
+    MountNotifications(const MountNotifications&) = delete;
+    MountNotifications& operator=(const MountNotifications&) = delete;
+
+    /// Calls `observer`, on whatever thread the system chooses, at every event of that kind until it is removed.
+    virtual Token add(Kind kind, std::function<void()> observer) = 0;
+    virtual void remove(Token token) = 0;
+
+protected:
+    MountNotifications() = default;
+};
+
+}  // namespace varnel

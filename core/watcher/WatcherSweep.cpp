@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#include <chrono>
+#include <string>
+#include <utility>
+
+#include "core/base/Checked.h"
+#include "core/plan/ExecResult.h"
+#include "core/plan/Executor.h"
+#include "core/plan/Plan.h"
+#include "core/rules/RuleScope.h"
+#include "core/scan/Scanner.h"
+#include "core/watcher/Watcher.h"
+
+namespace varnel {
+namespace {
+
+/// From the latest request to the sweep, so that a storm of requests ends in one sweep.
+constexpr std::chrono::seconds recoveryDelay{2};
+
+}  // namespace
+
+void Watcher::scheduleRecoverySweep() {
+    if (sweepWork_) sweepWork_->cancel();
+    sweepWork_ = queue_->after(recoveryDelay, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->recoverLocked();
+    });
+}
+
+void Watcher::recoverLocked() {
+    assertOnQueue();
+    // What is asked for while the sweep runs waits for the next one.
+    const auto roots = std::exchange(pendingSweep_, {});
+    for (const std::string& root : roots)
+        sweepLocked(root, "RECOVER ");
+}
+
+void Watcher::sweepLocked(const std::string& root, const char* tag) {
+    const Plan plan = Scanner{rules_, RuleScope::watcher}.scan(root);
+    if (plan.isEmpty()) return;
+    const ExecResult result = Executor::execute(plan, /*dryRun=*/false, log_.get());
+    deleted_ = addOrTrap(deleted_, result.removed);
+    if (result.removed >= 1) write(tag + root + " " + result.summary(/*dryRun=*/false));
+}
+
+}  // namespace varnel
