@@ -34,14 +34,16 @@ struct SelectionWords {
     std::vector<std::string> except;
 };
 
-void addSelection(CLI::App& command, SelectionWords& words, std::vector<std::string>& paths) {
+void addPaths(CLI::App& command, std::vector<std::string>& paths) {
     command.add_option("PATH", paths, "Folders or volumes")->required();
+}
+
+void addSelection(CLI::App& command, SelectionWords& words) {
     command.add_flag("--json", words.selection.json, "Print one JSON object per PATH");
     command.add_option("--samples", words.selection.samples, "How many items to list; 0 lists none")
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::NonNegativeNumber);
-    command.add_flag("--live", words.live, "Only the rules that the live watcher applies");
     auto* const only = command.add_option("--only", words.only, "Only these rules")
                            ->delimiter(',')
                            ->type_name("ID,...")
@@ -82,8 +84,18 @@ public:
         app_.set_version_flag("--version", "varnel " VARNEL_VERSION, "Print the version");
         app_.footer(footer);
         app_.require_subcommand(1);
-        addSelection(scan_, scanWords_, scanArguments_.paths);
-        addSelection(clean_, cleanWords_, cleanArguments_.paths);
+        addPaths(scan_, scanArguments_.paths);
+        addPaths(clean_, cleanArguments_.paths);
+        addSelection(scan_, scanWords_);
+        addSelection(clean_, cleanWords_);
+        addSelection(sweep_, sweepWords_);
+        for (const auto& [command, words] : {std::pair(&scan_, &scanWords_), std::pair(&clean_, &cleanWords_)}) {
+            command->add_flag("--live", words->live, "Only the rules that the live watcher applies");
+        }
+        sweep_.add_flag("--yes", sweepArguments_.yes, "Do not ask");
+        sweep_.add_flag("--dry-run", sweepArguments_.dryRun, "Do everything but delete");
+        sweep_.add_flag("--allow-live-forks", sweepArguments_.allowLiveForks,
+                        "Also clean shares whose file server keeps live data in ._ files");
         clean_.add_flag("--yes", cleanArguments_.yes, "Do not ask");
         clean_.add_flag("--dry-run", cleanArguments_.dryRun, "Do everything but delete");
         clean_.add_flag("--mac-format", cleanArguments_.macFormat, "Also clean Mac-formatted volumes");
@@ -121,6 +133,11 @@ private:
         if (clean_.parsed()) {
             cleanArguments_.selection = selected(std::move(cleanWords_));
             return cleanArguments_;
+        }
+        if (sweep_.parsed()) {
+            sweepWords_.live = true;
+            sweepArguments_.selection = selected(std::move(sweepWords_));
+            return sweepArguments_;
         }
         if (rules_.parsed()) return rulesArguments_;
         if (volumes_.parsed()) return volumesArguments_;
@@ -160,14 +177,18 @@ private:
     CLI::App app_{"Removes the litter that Macs and Windows PCs leave on disks that are not theirs.", "varnel"};
     CLI::App& scan_ = *app_.add_subcommand("scan", "Show what would be removed; delete nothing");
     CLI::App& clean_ = *app_.add_subcommand("clean", "Scan, show, ask, delete");
+    CLI::App& sweep_ =
+        *app_.add_subcommand("sweep", "Clean every volume that is not Mac-formatted, with the live rules");
     CLI::App& rules_ = *app_.add_subcommand("rules", "Print the rules and the protected file types");
     CLI::App& volumes_ = *app_.add_subcommand("volumes", "List the mounted volumes; those to clean are marked");
     CLI::App& log_ = *app_.add_subcommand("log", "Print the path of the activity log, or its lines");
     CLI::App& help_ = *app_.add_subcommand("help", "Explain a command");
     SelectionWords scanWords_;
     SelectionWords cleanWords_;
+    SelectionWords sweepWords_;
     ScanArguments scanArguments_;
     CleanArguments cleanArguments_;
+    SweepArguments sweepArguments_;
     RulesArguments rulesArguments_;
     VolumesArguments volumesArguments_;
     LogArguments logArguments_;

@@ -37,6 +37,14 @@ struct CleanArguments {
     bool forceSystemVolumeInformation = false;
 };
 
+/// A clean of every visible volume that is not Mac-formatted, with the live rules.
+struct SweepArguments {
+    Selection selection;
+    bool yes = false;
+    bool dryRun = false;
+    bool allowLiveForks = false;
+};
+
 struct RulesArguments {
     bool json = false;
 };
@@ -50,7 +58,8 @@ struct LogArguments {
     bool follow = false;
 };
 
-using Arguments = std::variant<ScanArguments, CleanArguments, RulesArguments, VolumesArguments, LogArguments>;
+using Arguments =
+    std::variant<ScanArguments, CleanArguments, SweepArguments, RulesArguments, VolumesArguments, LogArguments>;
 
 /// A command line that is answered by a text alone: help, the version, or what is wrong with it.
 struct Answer {

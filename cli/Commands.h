@@ -12,6 +12,9 @@ ExitStatus runScan(const ScanArguments& arguments);
 /// Scans, shows, asks and removes, one path after the other.
 ExitStatus runClean(const CleanArguments& arguments);
 
+/// Cleans every visible volume that is not Mac-formatted, with the rules of the live watcher.
+ExitStatus runSweep(const SweepArguments& arguments);
+
 /// Prints the rules and the protected file types.
 ExitStatus runRules(const RulesArguments& arguments);
 

@@ -622,6 +622,37 @@ TEST(CommandLineLog, FollowsWhatIsWritten) {
     EXPECT_EQ(done.out, "first\nsecond\n");
 }
 
+TEST(CommandLineSweep, CleansEveryVolumeWithTheLiveRules) {
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    const Desk desk;
+    EXPECT_EQ(mounts.run([&] {
+        tests::mountTmpfs("/mnt");
+        tests::mountTmpfs("/media");
+        for (const char* place : {"/mnt/One", "/mnt/Two", "/media/Apple"}) {
+            ASSERT_EQ(::mkdir(place, 0755), 0);
+            if (place != std::string("/media/Apple")) tests::mountTmpfs(place);
+            tests::shell("mkdir -p '" + std::string(place) + "/.Trashes' && touch '" + place + "/._x' '" + place +
+                         "/.Trashes/y'");
+        }
+        EXPECT_EQ(desk.varnel.run({"sweep"}).status, 3) << "there is nobody to ask";
+        const Finished dry = desk.varnel.run({"sweep", "--dry-run", "--samples", "0"});
+        EXPECT_EQ(dry.status, 0);
+        EXPECT_NE(dry.out.find("/mnt/One\n"), std::string::npos);
+        EXPECT_EQ(::access("/mnt/One/._x", F_OK), 0);
+        const Finished done = desk.varnel.run({"sweep", "--yes", "--json"});
+        EXPECT_EQ(done.status, 0) << done.errors;
+        for (const char* place : {"/mnt/One", "/mnt/Two"}) {
+            EXPECT_NE(::access((std::string(place) + "/._x").c_str(), F_OK), 0) << place;
+            EXPECT_EQ(::access((std::string(place) + "/.Trashes/y").c_str(), F_OK), 0) << place;
+            EXPECT_NE(done.out.find("{\"root\":\"" + std::string(place) + "\",\"dryRun\":false,\"removed\":1,"),
+                      std::string::npos);
+        }
+        EXPECT_EQ(::access("/media/Apple/._x", F_OK), 0) << "a folder is no volume";
+    }),
+              0);
+}
+
 TEST(CommandLineVolumes, ListsWhatIsMountedForPeople) {
     const tests::PrivateMounts mounts;
     if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
