@@ -2,9 +2,8 @@
 #include "cli/Interruption.h"
 
 #include <fcntl.h>
-#include <poll.h>
+#include <poll.h>  // IWYU pragma: keep
 #include <signal.h>  // NOLINT(modernize-deprecated-headers): sigwait() and the masks are POSIX
-#include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 

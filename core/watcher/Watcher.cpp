@@ -11,9 +11,9 @@
 
 #include "core/base/Checked.h"
 #include "core/base/DoubleText.h"
-#include "core/base/SerialQueue.h"
 #include "core/log/Log.h"
 #include "core/rules/RuleSet.h"
+#include "core/volumes/Volume.h"
 #include "core/watcher/EventStream.h"
 #include "core/watcher/MountNotifications.h"
 
