@@ -94,12 +94,6 @@ bool equalASCIIIgnoringCase(std::string_view a, std::string_view b) {
     return true;
 }
 
-/// Whether another code point is canonically equivalent to one of this ASCII text's characters: the Kelvin sign,
-/// the Greek question mark and the Greek varia are K, semicolon and grave accent under another number.
-bool hasEquivalents(std::string_view ascii) {
-    return ascii.find_first_of("K;`") != std::string_view::npos;
-}
-
 bool holdsLineEndPair(std::string_view text) {
     return text.find('\r') != std::string_view::npos;
 }
@@ -107,6 +101,15 @@ bool holdsLineEndPair(std::string_view text) {
 /// Texts in which byte comparison and character comparison agree.
 bool isPlain(std::string_view text) {
     return isASCII(text) && !holdsLineEndPair(text);
+}
+
+/// Whether the text consists of ASCII characters that no other code point is equivalent to and that never join with
+/// what follows them but for marks: not a line end; and not K, semicolon and grave accent, which the Kelvin sign, the
+/// Greek question mark and the Greek varia are under another number.
+bool hasOneSpelling(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) {
+        return static_cast<unsigned char>(c) < 0x80 && c != '\r' && c != 'K' && c != ';' && c != '`';
+    });
 }
 
 /// Whether a character begins where `text` does, behind an ASCII character that is no line end: every code point does
@@ -169,6 +172,7 @@ std::int64_t characterCount(std::string_view text) {
 }
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
+    if (a == b) return true;
     if (equalASCIIIgnoringCase(a, b)) return true;
     const bool aIsASCII = isASCII(a);
     const bool bIsASCII = isASCII(b);
@@ -182,7 +186,7 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b) {
 
 bool hasPrefix(std::string_view text, std::string_view prefix) {
     if (prefix.empty()) return true;
-    if (isPlain(prefix) && !hasEquivalents(prefix)) {
+    if (hasOneSpelling(prefix)) {
         if (!text.starts_with(prefix)) return false;
         // The prefix must end where a character ends: a mark that follows belongs to the prefix's last character.
         return text.size() == prefix.size() || beginsCharacter(text.substr(prefix.size()), prefix.back());

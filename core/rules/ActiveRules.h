@@ -17,7 +17,7 @@ namespace varnel {
 /// The rules of one scope, prepared once for a question that is asked for every entry of a tree.
 ///
 /// Gives exactly the answers of RuleSet::firstMatch. A name's first byte picks the few rules that can claim it, most
-/// often none; glob patterns are split beforehand.
+/// often none, and its second byte and its length leave hardly any of those; glob patterns are split beforehand.
 class ActiveRules {
 public:
     ActiveRules(const RuleSet& set, RuleScope scope);
@@ -32,9 +32,11 @@ private:
     struct Candidate {
         std::uint32_t index = 0;       // into rules_
         bool isASCIIName = false;      // compares the whole name, caselessly, with an ASCII text
+        unsigned char second = 0;      // of that text in lower case, where it has two bytes
         std::uint32_t nameLength = 0;  // of that text
     };
 
+    static bool canEqual(const Candidate& candidate, std::string_view name);
     bool applies(const Candidate& candidate, std::string_view name, bool isDirectory) const;
 
     std::vector<Rule> rules_;
