@@ -2,7 +2,7 @@
 #include "cli/Interruption.h"
 
 #include <fcntl.h>
-#include <poll.h>  // IWYU pragma: keep
+#include <poll.h>    // IWYU pragma: keep
 #include <signal.h>  // NOLINT(modernize-deprecated-headers): sigwait() and the masks are POSIX
 #include <sys/wait.h>
 #include <unistd.h>

@@ -29,7 +29,7 @@ TEST(PathStandardized, FollowsTheRecordedAnswers) {
             if (found == input["users"].end()) return std::nullopt;
             return found->get<std::string>();
         };
-        EXPECT_EQ(Path::standardized(input["path"].get<std::string>(), home), v["expected"]);
+        EXPECT_EQ(Path::standardized(input["path"].get<std::string>(), home), v["expected"].get<std::string>());
     });
 }
 
