@@ -83,8 +83,10 @@ ExitStatus runLog(const LogArguments& arguments) {
     }
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat facts {};
-    if (!file.isOpen() || ::fstat(file.get(), &facts) != 0) {
-        Output::message(Output::shownInMessage(path) + ": " + std::generic_category().message(errno));
+    const bool canRead = file.isOpen() && ::fstat(file.get(), &facts) == 0;
+    const int error = errno;
+    if (!canRead) {
+        Output::message(Output::shownInMessage(path) + ": " + std::generic_category().message(error));
         return ExitStatus::failed;
     }
     std::string partialLine;
