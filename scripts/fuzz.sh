@@ -17,8 +17,9 @@ for target in "$@"; do
   echo "== $target, $seconds seconds"
   grown=build/fuzz/corpus-$target
   mkdir -p "$grown"
-  if ! (cd build/fuzz && bin/fuzz_"$target" -max_total_time="$seconds" -max_len=4096 -print_final_stats=0 -verbosity=0 \
-    -artifact_prefix="found-$target-" "corpus-$target" "../../fuzz/corpus/$target"); then
+  if ! (cd build/fuzz && bin/fuzz_"$target" -max_total_time="$seconds" -max_len=4096 -verbosity=0 \
+    -artifact_prefix="found-$target-" "corpus-$target" "../../fuzz/corpus/$target") 2>"build/fuzz/log-$target"; then
+    tail -n 40 "build/fuzz/log-$target"
     status=1
   fi
 done
