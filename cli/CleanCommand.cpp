@@ -89,7 +89,9 @@ private:
             }
             return ExitStatus::refused;
         }
-        const auto volume = VolumeIdentity::of(path);
+        // Without knowing which volume this is, nobody could tell another one that takes its place; nothing matches
+        // this.
+        const auto volume = VolumeIdentity::of(path).value_or(VolumeIdentity());
         Plan plan = scan(path);
         auto status = plan.errors.empty() ? ExitStatus::done : ExitStatus::failed;
         if (const std::string problem = Target::problem(path); !problem.empty()) {

@@ -39,9 +39,10 @@ std::expected<ParentFolders::Parent, ParentFolders::Refusal> ParentFolders::at(s
 }
 
 ParentFolders::Refusal ParentFolders::refusal(int error, std::string_view below) const {
-    if (error != ELOOP) return Refusal::otherVolume;
+    // A link answers ELOOP or ENOTDIR, depending on where on the way it stands and on how the way was opened.
+    if (error != ELOOP && error != ENOTDIR) return Refusal::otherVolume;
     const auto behind = Directory::factsFollowingLinks(Path::joined(rootPath_, below));
-    return behind && behind->device == device_ ? Refusal::link : Refusal::otherVolume;
+    return behind && behind->isDirectory && behind->device == device_ ? Refusal::link : Refusal::otherVolume;
 }
 
 }  // namespace varnel

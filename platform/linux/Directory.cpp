@@ -102,6 +102,8 @@ std::expected<FileDescriptor, int> openSafely(int folder, const char* below, Pur
         ::close(static_cast<int>(probe));
         return std::unexpected(error);
     }
+    const int probeError = errno;
+    if (!meansUnknownCall(probeError)) return std::unexpected(error);
     hasOpenat2.store(false, std::memory_order_relaxed);
     return std::unexpected(ENOSYS);
 }

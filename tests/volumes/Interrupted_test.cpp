@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <set>
@@ -56,6 +57,7 @@ TEST(KilledAtAnyMoment, TheNextRunFinishesAndNothingElseIsHarmed) {
             run(folder, "strace -f -o /dev/null -e inject=unlinkat:signal=SIGKILL:when=" + std::to_string(call),
                 "clean --yes");
         if (status == 0) break;
+        ASSERT_EQ(status, 128 + SIGKILL);
         ++kills;
         EXPECT_EQ(run(folder, "", "clean --yes"), 0);
         EXPECT_ONLY_GONE(before, Manifest::of(folder.at("v")), litter);
