@@ -30,6 +30,7 @@ namespace {
 constexpr const char* otherVolume = "skipped: parent is on a different volume";
 constexpr const char* isMountPoint = "skipped: is a mount point";
 constexpr const char* isSymlink = "skipped: symlink";
+constexpr const char* protectedPath = "refused: protected path";
 constexpr const char* outsideRoot = "refused: outside the root";
 
 /// Files in plan order, then folders, the longest path first, equal lengths in plan order.
@@ -146,13 +147,16 @@ ExecResult execute(const Plan& plan, bool dryRun, Log* log) {
 
 ExecResult execute(const Plan& plan, bool dryRun, Log* log, const Supervision& supervision) {
     const std::string root = Path::standardized(plan.root);
-    if (PathGuard::isForbidden(root)) return refused(root, "refused: protected path");
+    if (PathGuard::isForbidden(root)) return refused(root, protectedPath);
     const auto facts = Directory::factsFollowingLinks(root);
     if (!facts) return refused(root, "refused: cannot stat root");
 
     // What cannot be opened, or is another volume by now, has no folder in which anything could be removed.
     FileDescriptor opened;
     if (auto folder = Directory::openRoot(root, Directory::Links::follow, Directory::Purpose::lookUp)) {
+        // A link on the way to the root may lead to a protected folder that the root's own text does not show.
+        const auto physical = Directory::physicalPath(folder->get());
+        if (physical && PathGuard::isForbidden(*physical)) return refused(root, protectedPath);
         const auto& expected = supervision.volume;
         if (!expected || VolumeIdentity::of(folder->get()) == expected) opened = *std::move(folder);
     }

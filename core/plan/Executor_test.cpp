@@ -90,6 +90,17 @@ TEST(Executor, RemovesFilesFirstThenTheLongestFolders) {
     });
 }
 
+TEST(Executor, RefusesARootThatLeadsToAProtectedFolder) {
+    const TemporaryFolder folder;
+    folder.link("way", "/usr");
+    Plan plan{folder.at("way/share"), {}, {{folder.at("way/share/x"), "x", "x", false, 1}}, {}, {}, {}};
+    for (const bool dryRun : {true, false}) {
+        const ExecResult result = Executor::execute(plan, dryRun, nullptr);
+        EXPECT_EQ(result.failures, (Failures{{folder.at("way/share"), "refused: protected path"}}));
+        EXPECT_TRUE(result.skipped.empty());
+    }
+}
+
 TEST(Executor, OrdersFoldersByCharactersAndKeepsPlanOrderForEqualLengths) {
     Bench bench;
     // Twelve bytes and four characters beside five characters.

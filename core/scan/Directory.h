@@ -60,6 +60,9 @@ enum class Links : std::uint8_t { follow, refuse };
 /// Opens the folder at `path`. `links` says what to do when the last component is a link.
 std::expected<FileDescriptor, int> openRoot(const std::string& path, Links links, Purpose purpose);
 
+/// The path at which an open folder stands now, all links resolved.
+std::expected<std::string, int> physicalPath(int folder);
+
 /// Opens the subfolder `name` of the open folder `folder`: ELOOP or ENOTDIR for a link, EXDEV for a mount.
 std::expected<Opened, int> openChild(int folder, const std::string& name);
 

@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -141,6 +142,15 @@ std::expected<Facts, int> factsOf(int descriptor) {
 std::expected<FileDescriptor, int> openRoot(const std::string& path, Links links, Purpose purpose) {
     const int flags = flagsFor(purpose);
     return openPlain(AT_FDCWD, path.c_str(), links == Links::follow ? flags & ~O_NOFOLLOW : flags);
+}
+
+std::expected<std::string, int> physicalPath(int folder) {
+    const std::string link = "/proc/self/fd/" + std::to_string(folder);
+    std::string path(longestPath + 1, '\0');
+    const ssize_t length = ::readlink(link.c_str(), path.data(), path.size());
+    if (length < 0) return std::unexpected(errno);
+    path.resize(static_cast<std::size_t>(length));
+    return path;
 }
 
 std::expected<Opened, int> openChild(int folder, const std::string& name) {
