@@ -2,6 +2,7 @@
 #include "cli/LiveForks.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <ios>
 #include <iterator>
@@ -10,6 +11,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -22,6 +24,8 @@ namespace {
 constexpr const char* smbFile = "/etc/samba/smb.conf";
 constexpr const char* afpFile = "/etc/netatalk/afp.conf";
 constexpr const char* afpVolumeFile = "/etc/netatalk/AppleVolumes.default";
+constexpr const char* homeFolders = "/home";
+constexpr int deepestInclusion = 8;
 
 using Settings = std::map<std::string, std::string>;
 
@@ -74,9 +78,56 @@ bool hasWord(const std::string& list, std::string_view wanted) {
     return false;
 }
 
-std::string contentsOf(const char* file) {
+/// The value of a line "include = FILE", or nothing.
+std::string_view inclusion(std::string_view line) {
+    const auto equals = line.find('=');
+    if (equals == std::string_view::npos || Text::lowercased(Text::trimmed(line.substr(0, equals))) != "include") {
+        return {};
+    }
+    return Text::trimmed(line.substr(equals + 1));
+}
+
+/// The contents of a configuration file with those that it includes in their places, as the servers read them. What
+/// exists and cannot be read is named in `unreadable`.
+std::string contentsOf(const std::string& file, std::vector<std::string>& unreadable, int depth = 0) {
+    std::error_code error;
+    if (depth > deepestInclusion || !std::filesystem::exists(file, error)) return {};
     std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    if (!stream) unreadable.push_back(file);
+    std::string text;
+    for (std::string line; std::getline(stream, line);) {
+        text += line + '\n';
+        const std::string_view included = inclusion(line);
+        if (included.starts_with('/')) text += contentsOf(std::string(included), unreadable, depth + 1);
+    }
+    return text;
+}
+
+/// A shared folder without what depends on the client: "/srv/%U/x" may be any folder in "/srv".
+std::string fixedPart(std::string_view folder) {
+    const auto variable = folder.find_first_of("%$*[(^\\");
+    if (variable == std::string_view::npos) return Path::standardized(folder);
+    const std::string_view before = folder.substr(0, folder.substr(0, variable).rfind('/') + 1);
+    return before.empty() ? "/" : Path::standardized(before);
+}
+
+/// The folder of a section: its own, or that of all home folders for the section that stands for them.
+std::string folderOf(const Section& share, const char* key, const char* homesKey) {
+    const std::string folder = setting(share, {}, key, "");
+    if (share.name != "homes") return folder.empty() ? "" : fixedPart(folder);
+    const std::string homes = setting(share, {}, homesKey, "");
+    return homes.starts_with('/') ? fixedPart(homes) : homeFolders;
+}
+
+/// Whether one of two folders lies in the other.
+bool overlap(const std::string& one, const std::string& other) {
+    return Path::isAtOrBelow(one, other) || Path::isAtOrBelow(other, one);
+}
+
+std::string physical(const std::string& path) {
+    std::error_code error;
+    const std::string resolved = std::filesystem::weakly_canonical(path, error).string();
+    return error ? path : resolved;
 }
 
 void append(std::vector<Share>& all, std::vector<Share> more) {
@@ -90,11 +141,15 @@ std::vector<Share> inSMBConfiguration(std::string_view text, const std::string& 
     const Settings general = generalSettings(all);
     std::vector<Share> shares;
     for (const Section& share : all) {
-        const std::string folder = setting(share, {}, "path", setting(share, {}, "directory", "").c_str());
+        if (share.name == "global") continue;
+        std::string folder = folderOf(share, "path", "path");
+        if (folder.empty()) folder = folderOf(share, "directory", "directory");
+        const std::string modules =
+            setting(share, {}, "vfsobjects",
+                    setting(share, general, "vfsobject", setting(share, general, "vfsobjects", "").c_str()).c_str());
         const std::string resource = Text::lowercased(setting(share, general, "fruit:resource", "file"));
-        if (folder.empty() || !hasWord(setting(share, general, "vfsobjects", ""), "fruit") || resource != "file")
-            continue;
-        shares.push_back({Path::standardized(folder), file + ": [" + share.name + "]"});
+        if (folder.empty() || !hasWord(modules, "fruit") || resource != "file") continue;
+        shares.push_back({folder, file + ": [" + share.name + "]"});
     }
     return shares;
 }
@@ -104,11 +159,12 @@ std::vector<Share> inAFPConfiguration(std::string_view text, const std::string& 
     const Settings general = generalSettings(all);
     std::vector<Share> shares;
     for (const Section& share : all) {
-        const std::string folder = setting(share, {}, "path", "");
+        if (share.name == "global") continue;
+        const std::string folder = folderOf(share, "path", "basedirregex");
         const bool keepsFiles = Text::lowercased(setting(share, general, "ea", "auto")) == "ad" ||
                                 Text::lowercased(setting(share, general, "appledouble", "ea")) == "v2";
         if (folder.empty() || !keepsFiles) continue;
-        shares.push_back({Path::standardized(folder), file + ": [" + share.name + "]"});
+        shares.push_back({folder, file + ": [" + share.name + "]"});
     }
     return shares;
 }
@@ -124,17 +180,22 @@ std::vector<Share> inAFPVolumeList(std::string_view text, const std::string& fil
         const std::string_view folder =
             isQuoted ? content.substr(1, std::min(end, content.size()) - 1) : content.substr(0, end);
         if (!folder.starts_with('/') && !folder.starts_with('~')) continue;
-        shares.push_back({Path::standardized(folder), file});
+        shares.push_back({folder.starts_with('~') ? homeFolders : fixedPart(folder), file});
     }
     return shares;
 }
 
 std::optional<Share> touching(const std::string& path) {
-    std::vector<Share> shares = inSMBConfiguration(contentsOf(smbFile), smbFile);
-    append(shares, inAFPConfiguration(contentsOf(afpFile), afpFile));
-    append(shares, inAFPVolumeList(contentsOf(afpVolumeFile), afpVolumeFile));
+    std::vector<std::string> unreadable;
+    std::vector<Share> shares = inSMBConfiguration(contentsOf(smbFile, unreadable), smbFile);
+    append(shares, inAFPConfiguration(contentsOf(afpFile, unreadable), afpFile));
+    append(shares, inAFPVolumeList(contentsOf(afpVolumeFile, unreadable), afpVolumeFile));
+    // What nobody can read may share anything.
+    for (const std::string& file : unreadable)
+        shares.push_back({"/", file + ", which cannot be read"});
+    const std::string real = physical(path);
     const auto found = std::find_if(shares.begin(), shares.end(), [&](const Share& share) {
-        return Path::isAtOrBelow(path, share.folder) || Path::isAtOrBelow(share.folder, path);
+        return overlap(path, share.folder) || overlap(real, physical(share.folder));
     });
     if (found == shares.end()) return std::nullopt;
     return *std::move(found);

@@ -36,6 +36,11 @@ TEST(LiveForks, AreInSMBSharesWithTheModuleForMacs) {
         {"path=/srv/a\nvfs objects=fruit\n", {}},
         {"[s\npath=/srv/a\nvfs objects=fruit", {"/srv/a"}},
         {"[s]\ndirectory=/srv/a\nvfs objects = fruits\n", {}},
+        {"[s]\ndirectory=/srv/a\nvfs object = fruit\n", {"/srv/a"}},
+        {"[s]\npath=/srv/users/x-%U/data\nvfs objects=fruit\n", {"/srv/users"}},
+        {"[s]\npath=%H\nvfs objects=fruit\n", {"/"}},
+        {"[global]\nvfs objects=fruit\npath=/srv/no\n[homes]\n", {"/home"}},
+        {"[homes]\npath=/data/%S\nvfs objects=fruit\n", {"/data"}},
     };
     for (const auto& c : cases)
         EXPECT_EQ(folders(LiveForks::inSMBConfiguration(c.text, "f")), c.expected) << c.text;
@@ -52,6 +57,9 @@ TEST(LiveForks, AreInAFPVolumesThatKeepFiles) {
         {"[v]\npath=/srv/a\nea = ad\n", {"/srv/a"}},
         {"[Global]\nea = ad\n[v]\npath=/srv/a\n[w]\npath=/srv/b\nea = sys\n", {"/srv/a"}},
         {"[v]\npath=/srv/a\nappledouble = v2\n", {"/srv/a"}},
+        {"[v]\npath=/srv/$u\nea = ad\n", {"/srv"}},
+        {"[Homes]\nbasedir regex = /(users|staff)\nea = ad\n", {"/"}},
+        {"[Homes]\nbasedir regex = /users\npath = mac\nea = ad\n", {"/users"}},
     };
     for (const auto& c : cases)
         EXPECT_EQ(folders(LiveForks::inAFPConfiguration(c.text, "f")), c.expected) << c.text;
@@ -62,6 +70,7 @@ TEST(LiveForks, AreInEveryVolumeOfAnOldList) {
         "# comment\n:DEFAULT: options:upriv\n~ \"Home\"\n/srv/a \"A\" cnidscheme:dbd\n\"/srv/b c/\" B\n\nrelative\n";
     const Texts found = folders(LiveForks::inAFPVolumeList(text, "f"));
     ASSERT_EQ(found.size(), 3U);
+    EXPECT_EQ(found[0], "/home");
     EXPECT_EQ(found[1], "/srv/a");
     EXPECT_EQ(found[2], "/srv/b c");
 }
