@@ -10,6 +10,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <string_view>
 #include <thread>
 
@@ -22,7 +23,8 @@ namespace {
 /// How the watching process hands an interruption on. The terminal signals both processes, so the working one cannot
 /// listen to the terminal's own signal without hearing every Ctrl-C twice.
 constexpr int handedOn = SIGUSR1;
-constexpr int secondsToDie = 1;
+constexpr std::chrono::milliseconds timeToDie{1000};
+constexpr std::chrono::milliseconds napLength{5};
 
 std::atomic<bool> isDeferred{false};
 std::atomic<bool> requested{false};
@@ -56,10 +58,12 @@ void handOn(int) {
         got = ::read(announcements, &announcement, 1);
     } while (got < 0 && errno == EINTR);
     if (got > 0) {
-        pollfd end{announcements, POLLIN, 0};
-        ::poll(&end, 1, secondsToDie * 1000);
+        // Short naps, because no call waits for a child with a limit; hardly ever more than one.
         int status = 0;
-        if (::waitpid(worker, &status, WNOHANG) == worker) leaveWith(status);
+        for (int nap = 0; nap < timeToDie / napLength; ++nap) {
+            if (::waitpid(worker, &status, WNOHANG) == worker) leaveWith(status);
+            std::this_thread::sleep_for(napLength);
+        }
         say("varnel: the disk does not answer; the last call to it is left to the system\n");
         ::_exit(static_cast<int>(ExitStatus::interrupted));
     }
@@ -95,6 +99,24 @@ void listen(int announcements) {
     }).detach();
 }
 
+/// Ends the work with the process that watches it: whoever kills that one means both.
+void endWithWatcher(int announcements) {
+    std::thread([announcements] {
+        pollfd end{announcements, 0, 0};  // POLLERR, once nobody reads any more
+        while (::poll(&end, 1, -1) < 0 && errno == EINTR) {
+        }
+        ::_exit(static_cast<int>(ExitStatus::interrupted));
+    }).detach();
+}
+
+void handOnUnlessIgnored(int signal) {
+    struct sigaction action {};
+    if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) return;  // as nohup and & ask
+    action = {};
+    action.sa_handler = handOn;
+    ::sigaction(signal, &action, nullptr);
+}
+
 void blockSignals() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -123,15 +145,14 @@ void begin() {
         ::close(ends[1]);
         ::signal(handedOn, SIG_IGN);
         // The handlers are set before the signals are let in again.
-        struct sigaction action {};
-        action.sa_handler = handOn;
-        ::sigaction(SIGINT, &action, nullptr);
-        ::sigaction(SIGTERM, &action, nullptr);
+        handOnUnlessIgnored(SIGINT);
+        handOnUnlessIgnored(SIGTERM);
         ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
         watch(ends[0]);
     }
     ::close(ends[0]);
     listen(ends[1]);
+    endWithWatcher(ends[1]);
 }
 
 Deferred::Deferred() {

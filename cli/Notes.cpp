@@ -82,9 +82,11 @@ std::string plural(std::int64_t count, const char* one, const char* many) {
     return std::to_string(count) + ' ' + (count == 1 ? one : many);
 }
 
-bool holdsVolumeData(const std::string& folder) {
+/// Whether such a folder holds the volume's data or keys, or may do so: what cannot be read stays as well.
+bool mayHoldVolumeData(const std::string& folder) {
     bool found = false;
-    Walker::walk(folder, ignoreProblem, [&](const WalkEntry& entry) {
+    const auto noteProblem = [&found](std::string) { found = true; };  // NOLINT(performance-unnecessary-value-param)
+    Walker::walk(folder, noteProblem, [&](const WalkEntry& entry) {
         const std::string name = Text::lowercased(entry.name);
         const bool isStore = entry.isDirectory && name == "chunkstore";
         const bool isKey = name.starts_with("fve2.");
@@ -138,7 +140,7 @@ std::vector<std::string> about(const Plan& plan) {
 std::vector<std::string> keepSystemVolumes(Plan& plan) {
     std::vector<std::string> kept;
     const auto isDear = [&](const MatchItem& item) {
-        if (item.ruleID != "sysvolinfo" || !holdsVolumeData(item.path)) return false;
+        if (item.ruleID != "sysvolinfo" || !mayHoldVolumeData(item.path)) return false;
         kept.push_back(item.path);
         return true;
     };
