@@ -35,7 +35,11 @@ struct SelectionWords {
 };
 
 void addPaths(CLI::App& command, std::vector<std::string>& paths) {
-    command.add_option("PATH", paths, "Folders or volumes")->required();
+    // An empty word is what a script's unset variable leaves, and must not mean the current folder.
+    const auto refuseEmpty = [](const std::string& path) {
+        return path.empty() ? std::string("a PATH is empty") : std::string();
+    };
+    command.add_option("PATH", paths, "Folders or volumes")->required()->check(refuseEmpty, "");
 }
 
 void addSelection(CLI::App& command, SelectionWords& words) {
@@ -53,6 +57,13 @@ void addSelection(CLI::App& command, SelectionWords& words) {
         ->type_name("ID,...")
         ->allow_extra_args(false)
         ->excludes(only);
+}
+
+/// The parser has notations of its own: "[a,b]" is a list of two words to it, and "++" ends a command's words. A folder
+/// may have such a name, and another folder must never be cleaned in its place.
+std::string takenAsItStands(std::string word) {
+    if (word.starts_with('[') || word == "++") word.insert(0, "./");
+    return word;
 }
 
 bool isListed(const std::vector<std::string>& ids, const std::string& id) {
@@ -114,6 +125,7 @@ public:
         if (!words.empty() && !words.front().starts_with('-') && named(words.front()) == nullptr) {
             return std::unexpected(wrongUsage("there is no command \"" + words.front() + '"'));
         }
+        std::transform(words.begin(), words.end(), words.begin(), takenAsItStands);
         std::reverse(words.begin(), words.end());  // the parser takes them from the back
         try {
             app_.parse(std::move(words));

@@ -38,6 +38,11 @@ std::string json(const std::string& path, bool dryRun, const ExecResult& result,
             text += (text.size() > 1 ? "," : "") + PlanCoding::encodeText(element);
         return text + ']';
     };
+    std::string skipped = "[";
+    for (const std::string& item : result.skipped) {
+        skipped += std::string(skipped.size() > 1 ? "," : "") + "{\"path\":" + PlanCoding::encodeText(item) +
+                   PlanCoding::encodePathBytes(item) + '}';
+    }
     std::string failures = "[";
     for (const ExecResult::Failure& failure : result.failures) {
         failures += std::string(failures.size() > 1 ? "," : "") + "{\"path\":" + PlanCoding::encodeText(failure.path) +
@@ -47,9 +52,9 @@ std::string json(const std::string& path, bool dryRun, const ExecResult& result,
     return "{\"root\":" + PlanCoding::encodeText(path) + ",\"dryRun\":" + (dryRun ? "true" : "false") +
            ",\"removed\":" + std::to_string(result.removed) +
            ",\"removedDirectories\":" + std::to_string(result.removedDirectories) +
-           ",\"bytes\":" + std::to_string(result.bytes) + ",\"failures\":" + failures +
-           "],\"skipped\":" + texts(result.skipped) + ",\"errors\":" + texts(errors) +
-           ",\"summary\":" + PlanCoding::encodeText(result.summary(dryRun)) + PlanCoding::encodePathBytes(path) + "}\n";
+           ",\"bytes\":" + std::to_string(result.bytes) + ",\"failures\":" + failures + "],\"skipped\":" + skipped +
+           "],\"errors\":" + texts(errors) + ",\"summary\":" + PlanCoding::encodeText(result.summary(dryRun)) +
+           PlanCoding::encodePathBytes(path) + "}\n";
 }
 
 /// The clean of one path after the other.
@@ -63,7 +68,7 @@ public:
     ExitStatus all() {
         auto status = ExitStatus::done;
         for (const std::string& word : arguments_.paths) {
-            status = graver(status, one(Target::path(word)));
+            status = graver(status, one(word));
             if (Interruption::isRequested()) return ExitStatus::interrupted;
         }
         return status;
@@ -79,16 +84,11 @@ public:
     }
 
 private:
-    ExitStatus one(const std::string& path) {
-        if (const auto refusal = whyRefused(path)) {
-            Output::message(Output::shownInMessage(path) + ' ' + *refusal);
-            if (arguments_.selection.json) {
-                ExecResult result;
-                result.failures.push_back({path, *refusal});
-                Output::result(json(path, arguments_.dryRun, result, {}));
-            }
-            return ExitStatus::refused;
-        }
+    ExitStatus one(const std::string& word) {
+        const auto target = Target::path(word);
+        if (!target) return refuse(word, target.error());
+        const std::string& path = *target;
+        if (const auto refusal = whyRefused(path)) return refuse(path, *refusal);
         // Without knowing which volume this is, nobody could tell another one that takes its place; nothing matches
         // this.
         const auto volume = VolumeIdentity::of(path).value_or(VolumeIdentity());
@@ -106,6 +106,16 @@ private:
         }
         if (asks() && !Terminal::ask("Clean? [y/N] ")) return graver(status, ExitStatus::failed);
         return graver(status, remove(plan, volume));
+    }
+
+    ExitStatus refuse(const std::string& path, const std::string& reason) const {
+        Output::message(Output::shownInMessage(path) + ' ' + reason);
+        if (arguments_.selection.json) {
+            ExecResult result;
+            result.failures.push_back({path, reason});
+            Output::result(json(path, arguments_.dryRun, result, {}));
+        }
+        return ExitStatus::refused;
     }
 
     bool asks() const { return !arguments_.yes && !arguments_.dryRun; }
@@ -156,7 +166,7 @@ private:
     }
 
     static std::string noteOnKept(const std::string& folder) {
-        return folder + " holds the volume's data or keys and stays (remove: --force-system-volume-information)";
+        return folder + " may hold the volume's data or keys and stays (remove: --force-system-volume-information)";
     }
 
     ExitStatus remove(const Plan& plan, const std::optional<VolumeIdentity>& volume) {

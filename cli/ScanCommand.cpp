@@ -16,7 +16,13 @@
 namespace varnel::cli {
 namespace {
 
-ExitStatus scanOne(const std::string& path, const Selection& selection) {
+ExitStatus scanOne(const std::string& word, const Selection& selection) {
+    const auto target = Target::path(word);
+    if (!target) {
+        Output::message(Output::shownInMessage(word) + ' ' + target.error());
+        return ExitStatus::refused;
+    }
+    const std::string& path = *target;
     if (Target::isProtected(path)) {
         Output::message(Output::shownInMessage(path) + " is a protected system path.");
         return ExitStatus::refused;
@@ -47,7 +53,7 @@ ExitStatus runScan(const ScanArguments& arguments) {
     if (ProgressLine::isPossible()) Interruption::begin();
     auto status = ExitStatus::done;
     for (const std::string& word : arguments.paths) {
-        status = graver(status, scanOne(Target::path(word), arguments.selection));
+        status = graver(status, scanOne(word, arguments.selection));
     }
     return status;
 }

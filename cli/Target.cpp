@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/Target.h"
 
+#include <expected>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -10,12 +11,36 @@
 #include "core/scan/PathGuard.h"
 
 namespace varnel::cli::Target {
+namespace {
 
-std::string path(const std::string& word) {
-    if (word.starts_with('/')) return Path::standardized(word);
-    std::error_code error;
-    const std::string here = std::filesystem::current_path(error).string();
-    return Path::standardized(Path::joined(error ? "/" : here, word));
+bool holdsParent(const std::string& word) {
+    return word == ".." || word.starts_with("../") || word.ends_with("/..") || word.find("/../") != std::string::npos;
+}
+
+/// Whether a path without its ".." is still the same place: behind a link, the kernel's ".." is not the one that is
+/// written before it.
+bool isSamePlace(const std::string& written, const std::string& standardized) {
+    const auto one = Directory::factsFollowingLinks(written);
+    const auto other = Directory::factsFollowingLinks(standardized);
+    return one.has_value() == other.has_value() && (!one || one->isSameFolder(*other));
+}
+
+}  // namespace
+
+std::expected<std::string, std::string> path(const std::string& word) {
+    std::string absolute = word;
+    if (!word.starts_with('/')) {
+        std::error_code error;
+        const std::string here = std::filesystem::current_path(error).string();
+        if (error) return std::unexpected("cannot be found: the current folder: " + error.message());
+        absolute = Path::joined(here, word);
+    }
+    std::string standardized = Path::standardized(absolute);
+    if (holdsParent(word) && !isSamePlace(absolute, standardized)) {
+        return std::unexpected(
+            "is not the folder that it reads like, because a link comes before \"..\"; name it without.");
+    }
+    return standardized;
 }
 
 bool isProtected(const std::string& path) {

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <expected>
 #include <string>
 
 namespace varnel::cli::Target {
 
-/// The path that a word of the command line names: absolute, standardised. A leading tilde is the shell's business,
-/// so here it is a name like any other.
-std::string path(const std::string& word);
+/// The path that a word of the command line names: absolute, standardised; or why nobody can be sure which one it is.
+/// A leading tilde is the shell's business, so here it is a name like any other.
+std::expected<std::string, std::string> path(const std::string& word);
 
 /// Whether the path is protected as it is written, or leads through links to a place that is.
 bool isProtected(const std::string& path);

@@ -329,7 +329,7 @@ TEST(CommandLineClean, KeepsASystemVolumeInformationThatHoldsTheVolume) {
                       "  System Volume Information (Windows)       1  \n"
                       "  -------------------------------------------------\n"
                       "  total                                     1  Zero KB\n"
-                      "  note: DESK/v/System Volume Information holds the volume's data or keys and stays (remove: "
+                      "  note: DESK/v/System Volume Information may hold the volume's data or keys and stays (remove: "
                       "--force-system-volume-information)\n"
                       "removed 1 items (1 dirs), Zero KB\n");
         EXPECT_TRUE(desk.folder.has("v/System Volume Information/" + std::string(dear)));
@@ -337,6 +337,20 @@ TEST(CommandLineClean, KeepsASystemVolumeInformationThatHoldsTheVolume) {
         EXPECT_EQ(desk.varnel.run({"clean", "--yes", "--force-system-volume-information", desk.root}).status, 0);
         EXPECT_FALSE(desk.folder.has("v/System Volume Information"));
     }
+}
+
+TEST(CommandLineClean, KeepsASystemVolumeInformationThatCannotBeRead) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+    const Desk desk;
+    desk.folder.folder("v/System Volume Information");
+    tests::shell("chown -R 65534 '" + desk.folder.path() + "' && chmod 0 '" + desk.root +
+                 "/System Volume Information'");
+    // An empty folder can be removed without being read.
+    EXPECT_EQ(tests::runUnprivileged([&] {
+                  EXPECT_EQ(desk.varnel.run({"clean", "--yes", desk.root}).status, 0);
+                  EXPECT_TRUE(desk.folder.has("v/System Volume Information"));
+              }),
+              0);
 }
 
 TEST(CommandLineNames, AreEscapedOnATerminalAndRepairedInAPipe) {
@@ -389,6 +403,22 @@ TEST(CommandLineInterrupted, FinishesTheItemAndSaysHowFarItCame) {
     const std::string summary = "removed " + std::to_string(60000 - left) + " items, Zero KB";
     EXPECT_NE(done.out.find(summary + "\n"), std::string::npos) << done.out;
     EXPECT_TRUE(desk.logged().ends_with("DONE  DESK/v  " + summary + "\n"));
+}
+
+TEST(CommandLineInterrupted, EndsWithTheProcessThatWasStarted) {
+    if (!tests::hasProgram("strace") || !tests::hasProgram("pgrep")) GTEST_SKIP() << "needs strace and pgrep";
+    const Desk desk;
+    for (int i = 0; i < 60; ++i)
+        desk.folder.file("v/._" + std::to_string(i));
+    // A removal each 50 ms; after the first one the process that a person would see in a list of processes is killed.
+    tests::shell("cd '" + desk.folder.path() +
+                 "' && HOME=$PWD/home ASAN_OPTIONS=detect_leaks=0 strace -f -o /dev/null -e "
+                 "inject=unlinkat:delay_enter=50000 '" VARNEL_PROGRAM
+                 "' clean --yes v >/dev/null 2>&1 & tracer=$!; cd '" +
+                 desk.folder.path() +
+                 "'; while [ $(ls -A v | wc -l) = 60 ]; do sleep 0.01; done; kill -9 $(pgrep -P $tracer); wait $tracer "
+                 "|| true");
+    EXPECT_GT(Manifest::of(desk.root).paths().size(), 30U);
 }
 
 TEST(CommandLineInterrupted, StopsAtTheQuestion) {
@@ -447,6 +477,61 @@ TEST(CommandLinePaths, MayBeRelativeAndUntidy) {
                   EXPECT_EQ(json::parse(desk.varnel.run({"scan", "--json", "~tilde"}).out)["items"].size(), 1U);
               }),
               0);
+}
+
+TEST(CommandLinePaths, AreTakenAsTheyStand) {
+    const Desk desk;
+    for (const char* name : {"[v]", "[v,w]", "[]", "[", "++", "{v}", "%%", "scan", "-", "a=b", "'v'", "v,w"})
+        desk.folder.file(std::string(name) + "/._x");
+    for (const char* name : {"v", "w"})
+        desk.folder.file(std::string(name) + "/._x");
+    EXPECT_EQ(tests::runInChild([&] {
+                  ASSERT_EQ(::chdir(desk.folder.path().c_str()), 0);
+                  for (const char* name : {"[v]", "[v,w]", "[]", "[", "++", "{v}", "%%", "scan", "-", "a=b", "'v'"}) {
+                      for (const Words& words : {Words{"clean", "--yes", name}, Words{"clean", "--yes", "--", name}}) {
+                          desk.folder.file(std::string(name) + "/._x");
+                          const Finished done = desk.varnel.run(words);
+                          EXPECT_EQ(done.status, 0) << name << ": " << done.errors;
+                          EXPECT_FALSE(desk.folder.has(std::string(name) + "/._x")) << name;
+                      }
+                  }
+                  EXPECT_TRUE(desk.folder.has("v,w/._x"));
+              }),
+              0);
+    EXPECT_TRUE(desk.folder.has("v/._x"));
+    EXPECT_TRUE(desk.folder.has("w/._x"));
+}
+
+TEST(CommandLinePaths, AreNeverGuessed) {
+    const Desk desk;
+    desk.folder.file("v/._x");
+    desk.folder.file("far/away/._x");
+    desk.folder.link("v/link", desk.folder.at("far/away"));
+    EXPECT_EQ(tests::runInChild([&] {
+                  ASSERT_EQ(::chdir(desk.root.c_str()), 0);
+                  const Finished empty = desk.varnel.run({"clean", "--yes", ""});
+                  EXPECT_EQ(empty.errors, "varnel: PATH: a PATH is empty\nTry `varnel --help`.\n");
+                  EXPECT_EQ(empty.status, 2);
+                  const Finished behind = desk.varnel.run({"clean", "--yes", "link/.."});
+                  EXPECT_EQ(behind.errors,
+                            "varnel: link/.. is not the folder that it reads like, because a link comes before \"..\"; "
+                            "name it without.\n");
+                  EXPECT_EQ(behind.status, 3);
+                  EXPECT_EQ(desk.varnel.run({"scan", "link/.."}).status, 3);
+                  EXPECT_EQ(desk.varnel.run({"scan", "missing/.."}).status, 3);
+                  EXPECT_EQ(desk.varnel.run({"scan", "../v"}).status, 0);
+
+                  desk.folder.folder("gone");
+                  ASSERT_EQ(::chdir(desk.folder.at("gone").c_str()), 0);
+                  ASSERT_EQ(::rmdir(desk.folder.at("gone").c_str()), 0);
+                  const Finished nowhere = desk.varnel.run({"clean", "--yes", "tmp"});
+                  EXPECT_EQ(nowhere.errors,
+                            "varnel: tmp cannot be found: the current folder: No such file or directory\n");
+                  EXPECT_EQ(nowhere.status, 3);
+              }),
+              0);
+    EXPECT_TRUE(desk.folder.has("v/._x"));
+    EXPECT_TRUE(desk.folder.has("far/away/._x"));
 }
 
 TEST(CommandLineBadInput, UnreadableFoldersAreNamedInThePlan) {
@@ -575,6 +660,12 @@ TEST(CommandLineLiveForks, NeedAConsentOfTheirOwn) {
         EXPECT_EQ(desk.stable(refused.errors),
                   "varnel: DESK/v/a is shared by a file server that keeps live data in ._ files (/etc/samba/smb.conf: "
                   "[share]); --allow-live-forks cleans it all the same.\n");
+        desk.folder.link("another way", "v");
+        EXPECT_EQ(desk.varnel.run({"clean", "--yes", desk.folder.at("another way/a")}).status, 3);
+
+        tests::shell(
+            "mv /etc/samba/smb.conf /etc/samba/more && echo 'include = /etc/samba/more' > /etc/samba/smb.conf");
+        EXPECT_EQ(desk.varnel.run({"clean", "--yes", desk.folder.at("v/a")}).status, 3);
         EXPECT_TRUE(desk.folder.has("v/a/._x"));
         EXPECT_EQ(desk.varnel.run({"clean", "--yes", "--allow-live-forks", desk.root}).status, 0);
         EXPECT_FALSE(desk.folder.has("v/a/._x"));
