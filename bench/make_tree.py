@@ -127,6 +127,8 @@ class Maker:
         if self.rng.random() < 0.15:
             name = self.rng.choice(("Thumbs.db", "thumbs.db", "desktop.ini", "Desktop.ini"))
             self.file(folder, name, "thumbsdb" if name.lower() == "thumbs.db" else "desktopini", size=self.rng.choice(SIZES))
+        if self.owed() and self.rng.random() < 0.01:
+            self.litter_folder(folder, ".AppleDouble", "appledouble-dir", files=min(len(names), 30))
         for name in names:
             if self.owed():
                 self.companion(folder, name)
@@ -214,8 +216,8 @@ class Maker:
     def archive(self, home, n):
         box = self.folder(home, "archive %d" % n)
         self.fill(box, self.rng.randrange(3, 20), "item%d.png")
-        if self.owed():
-            self.litter_folder(box, "__MACOSX", "macosx-dir", files=8)
+        if self.rng.random() < 0.7:
+            self.litter_folder(box, "__MACOSX", "macosx-dir", files=self.rng.randrange(1, 12))
 
     def make(self):
         top = Folder("", 0)

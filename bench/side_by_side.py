@@ -50,12 +50,13 @@ def main():
                 samples[name].append(sample)
     first = [sample[0] for sample in samples[commands[0][0]]]
     rows = []
-    print("%-24s %10s %10s %10s %10s %10s" % ("", "median s", "fastest s", "cpu s", "peak MiB", "ratio"))
+    print("%-24s %10s %10s %10s %10s %10s %10s" % ("", "median s", "fastest s", "slowest s", "cpu s", "peak MiB", "ratio"))
     for name, _ in commands:
         wall, cpu, peak = zip(*samples[name])
-        rows.append({"name": name, "median": statistics.median(wall), "fastest": min(wall), "cpu": statistics.median(cpu),
-                     "peak": max(peak), "ratio": statistics.median(w / f for w, f in zip(wall, first))})
-        print("%-24s %10.4f %10.4f %10.4f %10.1f %10.2f" % tuple(rows[-1].values()))
+        rows.append({"name": name, "median": statistics.median(wall), "fastest": min(wall), "slowest": max(wall),
+                     "cpu": statistics.median(cpu), "peak": max(peak),
+                     "ratio": statistics.median(w / f for w, f in zip(wall, first))})
+        print("%-24s %10.4f %10.4f %10.4f %10.4f %10.1f %10.2f" % tuple(rows[-1].values()))
     if args.json:
         with open(args.json, "w") as out:
             json.dump(rows, out, indent=1)

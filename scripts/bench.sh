@@ -46,24 +46,26 @@ files='-iname .DS_Store -o -iname .apdisk -o -iname .VolumeIcon.icns -o -iname T
   ! -iname "*.ai" ! -iname "*.indd" ! -iname "*.qxd"'
 # The same question in other words: litter folders are named and not entered, other litter is named.
 question="-mindepth 1 \\( -type d \\( $folders \\) -print -prune \\) -o \\( ! -type d \\( $files \\) -print \\)"
+with_lengths="-printf '%s %p\\\\n'"
 pattern='^(\._.*|\.DS_Store|\.apdisk|\.VolumeIcon\.icns|Thumbs\.db|desktop\.ini|\.AppleDouble|__MACOSX|\.fseventsd|\.Spotlight-V100|\.TemporaryItems|\.Trashes|\$Recycle\.bin|System Volume Information)$'
 one_line() { printf '%s' "$1" | tr '\n' ' '; }
 
-scans() { # scans ROOT MANIFEST
+scans() { # scans ROOT MANIFEST PAUSE: before each run, PAUSE seconds pass
   python3 bench/make_tree.py check "$1" "$2" --state made >/dev/null
   (cd / && sh -c "exec find '$1' $(one_line "$question")") >"$work/found"
   python3 bench/make_tree.py check "$1" "$2" --claimed "$work/found" | sed 's/^/find and the manifest: /'
   "$varnel" scan --json "$1" |
     python3 -c 'import json,sys; [print(i["path"]) for i in json.load(sys.stdin)["items"]]' >"$work/claimed"
   python3 bench/make_tree.py check "$1" "$2" --claimed "$work/claimed" | sed 's/^/varnel and the manifest: /'
-  python3 bench/side_by_side.py --rounds "$rounds" "bare=$bare '$1'" "varnel=$varnel scan --samples 0 '$1'" \
-    "find=find '$1' $(one_line "$question")" "bfs=bfs '$1' $(one_line "$question")" \
+  python3 bench/side_by_side.py --rounds "$rounds" --before "sleep $3" "bare=$bare '$1'" \
+    "varnel=$varnel scan --samples 0 '$1'" "find=find '$1' $(one_line "$question")" "bfs=bfs '$1' $(one_line "$question")" \
+    "bfs with lengths=bfs '$1' $(one_line "${question//-print /$with_lengths }")" \
     "fd -j1=fdfind -j1 -u -i --no-ignore '$pattern' '$1'"
 }
 
 echo "== scan, $entries entries on $(stat -f -c %T "$work"), warm"
 python3 bench/make_tree.py make "$work/tree" --entries "$entries" --manifest "$work/tree.json"
-scans "$work/tree" "$work/tree.json"
+scans "$work/tree" "$work/tree.json" 0
 
 echo
 echo "== system calls of that scan"
@@ -82,23 +84,33 @@ if [ -n "${VARNEL_BENCH_NAMESPACE:-}" ] && [ -c /dev/fuse ]; then
   mount.exfat-fuse "$loop" "$work/exfat" >/dev/null 2>&1
   losetup -d "$loop"
   python3 bench/make_tree.py make "$work/exfat/tree" --entries 50000 --profile fat --manifest "$work/exfat.json"
-  scans "$work/exfat/tree" "$work/exfat.json"
+  # FUSE remembers names and facts for a second: without the pause each command profits from the one before it.
+  scans "$work/exfat/tree" "$work/exfat.json" 1.2
   umount "$work/exfat"
 else
   echo "== no scan of an exFAT image: only root may mount one"
 fi
 
 echo
-echo "== clean, $removals entries, made anew before every run"
+echo "== clean, $removals entries, the litter made anew before every run"
 rm -rf "$work/tree"
 python3 bench/make_tree.py make "$work/tree" --entries "$removals" --manifest "$work/tree.json"
-tar -C "$work" -cf "$work/tree.tar" tree
+python3 -c 'import json,sys; print(*("tree/" + c[0] for c in json.load(open(sys.argv[1]))["claimed"]), sep="\0", end="")' \
+  "$work/tree.json" >"$work/litter"
+tar -C "$work" --null -T "$work/litter" -cf "$work/litter.tar"
 names='\.AppleDouble|__MACOSX|\.fseventsd|\.Spotlight-V100|\.TemporaryItems|\.Trashes|\$Recycle\.bin|System Volume Information|\.DS_Store'
+# -delete lists a folder's contents first, so it cannot prune: what lies in a litter folder must be named as well.
 delete="-regextype posix-extended -mindepth 1 \\( -iregex '.*/($names)/.*' -o -type d \\( $folders \\) -o ! -type d \\( $files \\) \\) -delete"
+remove="-mindepth 1 \\( -type d \\( $folders \\) -prune -o ! -type d \\( $files \\) \\) -exec rm -rf {} +"
 sh -c "exec find '$work/tree' $(one_line "$delete")"
 python3 bench/make_tree.py check "$work/tree" "$work/tree.json" --state cleaned | sed 's/^/find -delete and the manifest: /'
-python3 bench/side_by_side.py --rounds 5 --before "rm -rf '$work/tree'; tar -C '$work' -xf '$work/tree.tar'" \
-  "find -delete=find '$work/tree' $(one_line "$delete")" "varnel=$varnel clean --yes --samples 0 '$work/tree'"
+tar -C "$work" -xf "$work/litter.tar"
+sh -c "exec bfs '$work/tree' $(one_line "$remove")"
+python3 bench/make_tree.py check "$work/tree" "$work/tree.json" --state cleaned | sed 's/^/bfs -exec rm and the manifest: /'
+python3 bench/side_by_side.py --rounds "$rounds" --before "tar -C '$work' -xf '$work/litter.tar'" \
+  "find -delete=find '$work/tree' $(one_line "$delete")" "find -exec rm=find '$work/tree' $(one_line "$remove")" \
+  "bfs -exec rm=bfs '$work/tree' $(one_line "$remove")" \
+  "rm of a ready list=env -C '$work' xargs -0 -a litter rm -rf" "varnel=$varnel clean --yes --samples 0 '$work/tree'"
 python3 bench/make_tree.py check "$work/tree" "$work/tree.json" --state cleaned | sed 's/^/varnel and the manifest: /'
 
 echo
