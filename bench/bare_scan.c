@@ -65,6 +65,7 @@ static int claims(const char* name, int is_folder) {
         return 0;
     }
     for (size_t i = 0; i < sizeof rules / sizeof *rules; ++i) {
+        if ((first | 0x20) != (rules[i].name[0] | 0x20)) continue;
         if ((rules[i].target & (is_folder ? folder : file)) && strcasecmp(name, rules[i].name) == 0) return 1;
     }
     return 0;

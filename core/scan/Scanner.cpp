@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/scan/Scanner.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -58,6 +59,7 @@ public:
             plan.protectedItems.push_back(entry.path);
             return true;
         }
+        makeRoom();
         plan.items.emplace_back(entry.path, entry.name, rule->id, entry.isDirectory, entry.size);
         RuleTally& tally = tallyFor(*rule);
         tally.count = addOrTrap(tally.count, 1);
@@ -70,6 +72,15 @@ public:
 
 private:
     static constexpr std::size_t none = static_cast<std::size_t>(-1);
+    static constexpr std::size_t firstRoom = 32768;
+    static constexpr std::size_t growth = 4;
+
+    /// Room that is not used yet costs address space only, while each move of the items to a larger place touches as
+    /// much memory again as they hold: so the steps are long.
+    void makeRoom() {
+        std::vector<MatchItem>& items = plan.items;
+        if (items.size() == items.capacity()) items.reserve(std::max(firstRoom, growth * items.size()));
+    }
 
     /// The rule's tally, begun at its first claim: so the tallies stand in that order.
     RuleTally& tallyFor(const Rule& rule) {

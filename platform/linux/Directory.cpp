@@ -59,7 +59,7 @@ bool meansUnknownCall(int error) {
 }
 
 std::expected<Facts, int> askFor(int folder, const char* name, int flags) {
-    struct statx answer {};
+    struct statx answer;  // the kernel fills in all of it
     if (::statx(folder, name, flags | AT_NO_AUTOMOUNT, STATX_TYPE | STATX_INO | STATX_SIZE | STATX_MNT_ID, &answer) !=
         0) {
         return std::unexpected(errno);
