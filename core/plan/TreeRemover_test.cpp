@@ -7,10 +7,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <functional>
 #include <string>
+#include <thread>
 
+#include "core/base/FileDescriptor.h"
 #include "tests/support/Manifest.h"
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/TemporaryFolder.h"
@@ -113,35 +116,97 @@ TEST(TreeRemover, GivesTheFirstErrorAndGoesOn) {
     EXPECT_ONLY_GONE(before, Manifest::of(folder.path()), {"t/open", "t/z", "t/unreadable but empty"});
 }
 
-TEST(TreeRemover, GoesAsDeepAsTheTreeWithFewDescriptors) {
-    const TemporaryFolder folder;
-    folder.folder("t");
-    int here = ::open(folder.at("t").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    for (int level = 0; level < 10000; ++level) {
-        ASSERT_EQ(::mkdirat(here, "d", 0755), 0);
+/// Adds a chain of `levels` folders "d" below an open folder, a file "f" in every seventh; gives the deepest, open.
+int addChain(int folder, int levels) {
+    int here = ::dup(folder);
+    for (int level = 0; level < levels; ++level) {
+        EXPECT_EQ(::mkdirat(here, "d", 0755), 0);
         if (level % 7 == 0) ::close(::openat(here, "f", O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
         const int next = ::openat(here, "d", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         ::close(here);
         here = next;
     }
-    ::close(here);
-    EXPECT_EQ(tests::runInChild([&] {
-                  const rlimit limit{100, 100};
-                  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
-                  EXPECT_EQ(removeIn(folder.path(), "t"), 0);
-              }),
-              0);
-    EXPECT_FALSE(folder.has("t"));
+    return here;
+}
+
+void addFiles(int folder, int count) {
+    for (int i = 0; i < count; ++i) {
+        ::close(::openat(folder, ("._f" + std::to_string(i)).c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
+    }
+}
+
+TEST(TreeRemover, GoesAsDeepAsTheTreeWithFewDescriptors) {
+    onBothRoads([] {
+        const TemporaryFolder folder;
+        const FileDescriptor top(::open(folder.folder("t").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        ::close(addChain(top.get(), 10000));
+        EXPECT_EQ(tests::runInChild([&] {
+                      const rlimit limit{100, 100};
+                      ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+                      EXPECT_EQ(removeIn(folder.path(), "t"), 0);
+                  }),
+                  0);
+        EXPECT_FALSE(folder.has("t"));
+    });
+}
+
+TEST(TreeRemover, TakesABushOfDeepBranches) {
+    onBothRoads([] {
+        const TemporaryFolder folder;
+        for (const char* branch : {"t/a", "t/b", "t/c/d/e", "t/c/d/f"}) {
+            const FileDescriptor root(::open(folder.folder(branch).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+            const FileDescriptor middle(addChain(root.get(), 150));
+            for (const char* twig : {"x", "y", "z"}) {
+                ASSERT_EQ(::mkdirat(middle.get(), twig, 0755), 0);
+                const FileDescriptor start(::openat(middle.get(), twig, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+                ::close(addChain(start.get(), 350));
+            }
+        }
+        folder.file("beside/kept");
+        const Manifest beside = Manifest::of(folder.at("beside"));
+        EXPECT_EQ(removeIn(folder.path(), "t"), 0);
+        EXPECT_FALSE(folder.has("t"));
+        EXPECT_ONLY_GONE(beside, Manifest::of(folder.at("beside")), {});
+    });
+}
+
+TEST(TreeRemover, StopsWhereTheFolderAboveIsAnotherOneByNow) {
+    onBothRoads([] {
+        const TemporaryFolder folder;
+        folder.file("elsewhere/precious");
+        const FileDescriptor top(::open(folder.folder("t").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        const FileDescriptor bottom(addChain(top.get(), 100));
+        addFiles(bottom.get(), 20000);
+        // Level 20 is one of those that were given up on the way down. It is moved as soon as something is gone from
+        // the bottom, long before the removal comes back to it.
+        std::string level;
+        for (int i = 0; i < 20; ++i)
+            level += i == 0 ? "d" : "/d";
+        struct stat before {};
+        ASSERT_EQ(::fstat(bottom.get(), &before), 0);
+        std::atomic<bool> isOver{false};
+        std::thread mover([&] {
+            struct stat now = before;
+            while (!isOver && now.st_mtim.tv_sec == before.st_mtim.tv_sec &&
+                   now.st_mtim.tv_nsec == before.st_mtim.tv_nsec) {
+                ::fstat(bottom.get(), &now);
+            }
+            EXPECT_EQ(::rename(folder.at("t/" + level).c_str(), folder.at("elsewhere/d").c_str()), 0);
+        });
+        EXPECT_EQ(removeIn(folder.path(), "t"), ESTALE);
+        isOver = true;
+        mover.join();
+        EXPECT_TRUE(folder.has("elsewhere/precious"));
+        EXPECT_TRUE(folder.has("elsewhere/d")) << "its name is in a folder that is none of ours";
+        EXPECT_FALSE(folder.has("elsewhere/d/d"));
+        EXPECT_TRUE(folder.has("t/d/d")) << "nobody can tell any more how to get back there";
+    });
 }
 
 TEST(TreeRemover, EmptiesAWideFolder) {
     const TemporaryFolder folder;
-    folder.folder("t");
-    const int wide = ::open(folder.at("t").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    for (int i = 0; i < 50000; ++i) {
-        ::close(::openat(wide, ("._f" + std::to_string(i)).c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
-    }
-    ::close(wide);
+    const FileDescriptor wide(::open(folder.folder("t").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    addFiles(wide.get(), 200000);
     EXPECT_EQ(removeIn(folder.path(), "t"), 0);
     EXPECT_FALSE(folder.has("t"));
 }

@@ -40,6 +40,34 @@ TEST(DirectoryOpen, FollowsLinksAtTheRootOnlyWhenAsked) {
     EXPECT_EQ(errorOf(Directory::openRoot(folder.at("none"), Links::follow, Purpose::list)), ENOENT);
 }
 
+TEST(DirectoryOpen, TakesTheOtherRoadHoweverTheCallIsRefused) {
+    const TemporaryFolder folder;
+    folder.folder("a/b");
+    folder.link("a/link", "b");
+    for (const int refusal : {ENOSYS, EPERM, E2BIG, EINVAL}) {
+        EXPECT_EQ(tests::runInChild([&] {
+                      tests::takeOpenat2Away(refusal);
+                      const auto root = Directory::openRoot(folder.at("a"), Links::refuse, Purpose::list);
+                      EXPECT_EQ(errorOf(Directory::openChild(root->get(), "b")), 0);
+                      EXPECT_EQ(errorOf(Directory::openBeneath(root->get(), "b", Purpose::lookUp)), 0);
+                      EXPECT_NE(errorOf(Directory::openChild(root->get(), "link")), 0);
+                      EXPECT_NE(errorOf(Directory::openBeneath(root->get(), "link", Purpose::lookUp)), 0);
+                  }),
+                  0)
+            << refusal;
+    }
+}
+
+TEST(DirectoryPhysicalPath, IsTheOneBehindTheLinks) {
+    const TemporaryFolder folder;
+    folder.folder("a/b");
+    folder.link("link", "a");
+    const auto opened = Directory::openRoot(folder.at("link/b"), Links::follow, Purpose::lookUp);
+    ASSERT_TRUE(opened);
+    EXPECT_EQ(Directory::physicalPath(opened->get()), folder.at("a/b"));
+    EXPECT_FALSE(Directory::physicalPath(-1));
+}
+
 TEST(DirectoryOpen, EntersNoLinkFileOrParentBelow) {
     const TemporaryFolder folder;
     folder.file("a/b/file");

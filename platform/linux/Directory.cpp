@@ -39,7 +39,7 @@ namespace {
 constexpr int listFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
 constexpr int lookUpFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr std::size_t longestPath = 4095;  // what one call takes, without the terminating zero
-constexpr int renameRaceTries = 64;
+constexpr int mostTries = 64;              // where an error means "try again"
 
 /// No link of any kind, no mount, nothing above the folder.
 constexpr std::uint64_t beneath = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV;
@@ -90,7 +90,7 @@ std::expected<FileDescriptor, int> openSafely(int folder, const char* below, Pur
     how.flags = static_cast<unsigned>(flagsFor(purpose));
     how.resolve = resolve;
     int error = 0;
-    for (int attempt = 0; attempt < renameRaceTries; ++attempt) {
+    for (int attempt = 0; attempt < mostTries; ++attempt) {
         const long descriptor = ::syscall(SYS_openat2, folder, below, &how, sizeof how);
         if (descriptor >= 0) return FileDescriptor(static_cast<int>(descriptor));
         error = errno;
@@ -245,11 +245,12 @@ void Listing::begin(int folder) {
 
 bool Listing::next(ListedEntry& entry) {
     State& state = *state_;
+    int interruptions = 0;
     for (;;) {
         if (state.at >= state.end) {
             const long got = ::syscall(SYS_getdents64, state.folder, state.buffer.data(), state.buffer.size());
             if (got <= 0) {
-                if (got < 0 && errno == EINTR) continue;
+                if (got < 0 && errno == EINTR && ++interruptions < mostTries) continue;
                 state.error = got < 0 ? errno : 0;
                 state.at = state.end = 0;
                 return false;

@@ -34,8 +34,8 @@ const std::vector<DiskKind>& diskKinds() {
         {"ext4", "mkfs.ext4 -q -F \"$IMAGE\"", throughLoop + "mount -t ext4 $L \"$PLACE\"" + letGo},
         {"xfs", "mkfs.xfs -q -f \"$IMAGE\"", throughLoop + "mount -t xfs $L \"$PLACE\"" + letGo},
         {"btrfs", "mkfs.btrfs -q -f \"$IMAGE\"", throughLoop + "mount -t btrfs $L \"$PLACE\"" + letGo},
-        {"exfat", "mkfs.exfat \"$IMAGE\"", throughLoop + "mount.exfat-fuse $L \"$PLACE\"" + letGo, false, true},
-        {"ntfs", "mkntfs -F -Q -q \"$IMAGE\"", throughLoop + "ntfs-3g $L \"$PLACE\"" + letGo, false, false},
+        {"exfat", "mkfs.exfat \"$IMAGE\"", throughLoop + "mount.exfat-fuse $L \"$PLACE\"" + letGo, false, true, true},
+        {"ntfs", "mkntfs -F -Q -q \"$IMAGE\"", throughLoop + "ntfs-3g $L \"$PLACE\"" + letGo, false, false, true},
         {"tmpfs", "true", "mount -t tmpfs t \"$PLACE\""},
     };
     return kinds;

@@ -14,6 +14,7 @@ struct DiskKind {
     std::string mount;         ///< Mounts $IMAGE on $PLACE.
     bool holdsAnyName = true;  ///< Links, line feeds, and names that are not UTF-8.
     bool ignoresCase = false;
+    bool isUserSpace = false;  ///< Driven by a program.
 
     /// The program without which there is no such volume; empty where none is missing.
     std::string missing() const;

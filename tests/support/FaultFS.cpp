@@ -5,17 +5,19 @@
 //     OPERATION PATTERN EFFECT
 // OPERATION is one of getattr opendir readdir unlink rmdir; PATTERN is matched against the path below PLACE ("/a/._x",
 // "*" for any text); EFFECT is the name of an error, or "hang" (until the rules change), or "cut=N": a listing that
-// breaks off with EIO after N entries.
+// breaks off with EIO after N entries, or "size=N": a length that is claimed. It ends with the process that started it.
 #define FUSE_USE_VERSION 31
 #include <dirent.h>
 #include <fcntl.h>
 #include <fnmatch.h>
 #include <fuse3/fuse.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
@@ -30,8 +32,9 @@ namespace {
 std::string source;
 
 const std::map<std::string, int> errors = {
-    {"EIO", EIO},     {"EACCES", EACCES}, {"EPERM", EPERM},       {"EBUSY", EBUSY},
-    {"EROFS", EROFS}, {"ENOSPC", ENOSPC}, {"ENOTCONN", ENOTCONN}, {"ESTALE", ESTALE},
+    {"EIO", EIO},       {"EACCES", EACCES},   {"EPERM", EPERM},         {"EBUSY", EBUSY},
+    {"EROFS", EROFS},   {"ENOSPC", ENOSPC},   {"ENOTCONN", ENOTCONN},   {"ESTALE", ESTALE},
+    {"ENOENT", ENOENT}, {"ENOTDIR", ENOTDIR}, {"ENOTEMPTY", ENOTEMPTY},
 };
 
 std::string below(const char* path) {
@@ -68,7 +71,10 @@ int fault(const std::string& operation, const char* path) {
 
 int onGetattr(const char* path, struct stat* facts, fuse_file_info*) {
     if (const int error = fault("getattr", path); error != 0) return error;
-    return result(::lstat(below(path).c_str(), facts));
+    const int error = result(::lstat(below(path).c_str(), facts));
+    const std::string effect = effectOn("getattr", path);
+    if (error == 0 && effect.starts_with("size=")) facts->st_size = std::stoll(effect.substr(5));
+    return error;
 }
 
 int onOpendir(const char* path, fuse_file_info* info) {
@@ -117,6 +123,7 @@ int onRmdir(const char* path) {
 
 int main(int count, char** words) {
     if (count < 3) return 2;
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     source = std::unique_ptr<char, void (*)(void*)>(::realpath(words[1], nullptr), std::free).get();
     words[1] = words[0];
     fuse_operations operations{};

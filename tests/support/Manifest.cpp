@@ -8,10 +8,12 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -70,6 +72,10 @@ Manifest Manifest::of(const std::string& root) {
                 folders.push_back(below);
             } else {
                 entry.facts += " size " + std::to_string(facts.st_size) + " changed " + timeText(facts.st_mtim);
+                if (facts.st_nlink > 1) {
+                    entry.file = std::to_string(facts.st_dev) + ":" + std::to_string(facts.st_ino);
+                }
+                entry.links = facts.st_nlink;
                 if (S_ISREG(facts.st_mode)) entry.facts += " contents " + contentsOf(path);
                 if (S_ISLNK(facts.st_mode)) entry.facts += " to " + std::filesystem::read_symlink(path).string();
             }
@@ -91,6 +97,10 @@ std::string Manifest::differences(const Manifest& after, const std::set<std::str
     for (const std::string& path : gone) {
         if (!entries_.contains(path)) text += "was never there: " + path + "\n";
     }
+    std::map<std::string, std::uint64_t> lostNames;  // of files with several
+    for (const auto& [path, entry] : entries_) {
+        if (!entry.file.empty() && isInside(path, gone)) ++lostNames[entry.file];
+    }
     for (const auto& [path, entry] : entries_) {
         const auto found = after.entries_.find(path);
         if (isInside(path, gone)) {
@@ -104,9 +114,11 @@ std::string Manifest::differences(const Manifest& after, const std::set<std::str
         if (found->second.facts != entry.facts) {
             text += "changed: " + path + ": " + entry.facts + " -> " + found->second.facts + "\n";
         }
+        const auto lost = entry.file.empty() ? 0 : lostNames[entry.file];
+        if (found->second.links != entry.links - lost) text += "changed its number of names: " + path + "\n";
         bool lostSomething = false;
-        for (const std::string& lost : gone) {
-            lostSomething = lostSomething || std::filesystem::path(lost).parent_path() == std::filesystem::path(path);
+        for (const std::string& top : gone) {
+            lostSomething = lostSomething || std::filesystem::path(top).parent_path() == std::filesystem::path(path);
         }
         if (!lostSomething && found->second.times != entry.times) text += "changed its time: " + path + "\n";
     }

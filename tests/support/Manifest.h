@@ -3,6 +3,7 @@
 // What a tree is, entry by entry, so that a test can say: this is gone, and nothing else changed.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <set>
 #include <string>
@@ -11,7 +12,8 @@ namespace varnel::tests {
 
 class Manifest {
 public:
-    /// Everything below `root`, links not followed: kind, mode, owner, size, times, contents, extended attributes.
+    /// Everything below `root`, links not followed: kind, mode, owner, size, times, contents, extended attributes,
+    /// number of names.
     /// Mounts are entered.
     static Manifest of(const std::string& root);
 
@@ -26,6 +28,8 @@ private:
     struct Entry {
         std::string facts;  // everything that must stay
         std::string times;  // what may change where something inside is gone
+        std::string file;   // what other names of one file share; empty where there is no other
+        std::uint64_t links = 1;
     };
     std::map<std::string, Entry> entries_;
 };

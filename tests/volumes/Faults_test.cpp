@@ -8,9 +8,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <limits>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 #include <thread>
@@ -24,6 +28,7 @@
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/Program.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Vectors.h"
 
 namespace varnel {
 namespace {
@@ -164,6 +169,45 @@ TEST(FaultyDisk, AListingThatBreaksOffEndsThereAndTheRestGoesOn) {
         EXPECT_TRUE(cut.errors.empty()) << "a listing that ends early ends as if it were complete";
         EXPECT_TRUE(
             std::any_of(cut.items.begin(), cut.items.end(), [](const auto& item) { return item.name == "._late"; }));
+    });
+}
+
+TEST(FaultyDisk, FailsWithTheRecordedTexts) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        tests::forEachVector("error-texts.json", [&](const nlohmann::json& vector) {
+            const nlohmann::json& input = vector["input"];
+            // The texts of starting programs belong to the disk tools.
+            if (input["platform"] != "Linux" || input["op"] == "launch") return;
+            const bool isTree = input["op"] == "removeItem";
+            const auto error = input["errno"].get<std::string>();
+            // A folder that is gone by somebody else's hand is no failure.
+            if (isTree && error == "ENOENT") return;
+            disk.rules("");
+            fill(disk);
+            Plan plan = Scanner{RuleSet::standard(), RuleScope::adhoc}.scan(disk.folder.at("disk"));
+            std::erase_if(plan.items, [&](const auto& item) { return item.name != (isTree ? "__MACOSX" : "._1"); });
+            disk.rules((isTree ? "rmdir /__MACOSX " : "unlink /._1 ") + error + "\n");
+            const ExecResult result = Executor::execute(plan, /*dryRun=*/false, nullptr);
+            ASSERT_EQ(result.failures.size(), 1U);
+            EXPECT_EQ(result.failures[0].reason, vector["expected"].get<std::string>());
+        });
+    });
+}
+
+TEST(FaultyDisk, StopsTheScanRatherThanCountWrongly) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        fill(disk);
+        disk.rules("getattr /._* size=9223372036854775807\n");
+        const tests::Finished done =
+            tests::Program(disk.folder.at("home")).run({"clean", "--yes", disk.folder.at("disk")});
+        EXPECT_EQ(done.status, 128 + SIGABRT);
+        EXPECT_NE(done.errors.find("arithmetic overflow in a counter"), std::string::npos) << done.errors;
+        EXPECT_TRUE(disk.folder.has("real/._1") && disk.folder.has("real/__MACOSX"));
+        disk.folder.file("real/v/._1");
+        disk.rules("getattr /v/._1 size=9223372036854775807\n");
+        const Plan plan = Scanner{RuleSet::standard(), RuleScope::adhoc}.scan(disk.folder.at("disk/v"));
+        ASSERT_EQ(plan.items.size(), 1U);
+        EXPECT_EQ(plan.items[0].bytes, std::numeric_limits<std::int64_t>::max());
     });
 }
 

@@ -66,31 +66,104 @@ TEST(KilledAtAnyMoment, TheNextRunFinishesAndNothingElseIsHarmed) {
     EXPECT_GE(kills, 9) << "one for every entry that goes";
 }
 
-TEST(EveryError, HarmsNothingThatIsNoLitter) {
+class EveryError : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(EveryError, HarmsNothingThatIsNoLitter) {
     if (!canTrace()) GTEST_SKIP() << "needs a working strace";
-    for (const char* call : {"statx", "openat2", "getdents64", "unlinkat"}) {
-        for (const char* error : {"EIO", "EACCES", "EMFILE", "ENOMEM", "EINTR", "ENOSYS", "ENOENT"}) {
-            for (int when = 1; when <= 10; when += 3) {
-                const TemporaryFolder folder;
-                fill(folder);
-                const Manifest before = Manifest::of(folder.at("v"));
-                const Manifest beside = Manifest::of(folder.at("beside"));
-                const int status = run(folder,
-                                       std::string("strace -f -o /dev/null -e inject=") + call + ":error=" + error +
-                                           ":when=" + std::to_string(when),
-                                       "clean --yes");
-                SCOPED_TRACE(std::string(call) + " " + error + " at " + std::to_string(when));
-                EXPECT_TRUE(status == 0 || status == 1 || status == 3) << "status " << status;
-                const std::string differences = before.differences(Manifest::of(folder.at("v")), litter);
-                EXPECT_EQ(differences.find("should not be"), std::string::npos) << differences;
-                EXPECT_EQ(differences.find("changed:"), std::string::npos) << differences;
-                EXPECT_ONLY_GONE(beside, Manifest::of(folder.at("beside")), {});
+    for (const char* error :
+         {"EIO", "EACCES", "EMFILE", "ENOMEM", "EINTR", "EAGAIN", "ENOSYS", "ENOENT", "EPERM", "E2BIG", "EINVAL"}) {
+        // Each of the first calls by itself, and all from the one on.
+        for (int when = 1; when <= 20; ++when) {
+            const TemporaryFolder folder;
+            fill(folder);
+            const Manifest before = Manifest::of(folder.at("v"));
+            const Manifest beside = Manifest::of(folder.at("beside"));
+            const int status = run(folder,
+                                   std::string("strace -f -o /dev/null -e inject=") + GetParam() + ":error=" + error +
+                                       ":when=" + std::to_string(when) + (when % 5 == 0 ? "+" : ""),
+                                   "clean --yes");
+            SCOPED_TRACE(std::string(error) + " at " + std::to_string(when));
+            EXPECT_TRUE(status == 0 || status == 1 || status == 3) << "status " << status;
+            const std::string differences = before.differences(Manifest::of(folder.at("v")), litter);
+            EXPECT_EQ(differences.find("should not be"), std::string::npos) << differences;
+            EXPECT_EQ(differences.find("changed:"), std::string::npos) << differences;
+            EXPECT_ONLY_GONE(beside, Manifest::of(folder.at("beside")), {});
+            if (when % 5 == 0) {
                 EXPECT_EQ(run(folder, "", "clean --yes"), 0);
                 EXPECT_ONLY_GONE(before, Manifest::of(folder.at("v")), litter);
-                if (::testing::Test::HasFailure()) return;
             }
+            if (::testing::Test::HasFailure()) return;
         }
     }
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, EveryError, ::testing::Values("statx", "openat2", "getdents64", "unlinkat"),
+                         [](const auto& parameter) { return std::string(parameter.param); });
+
+TEST(RacedRename, IsTriedAgain) {
+    if (!canTrace()) GTEST_SKIP() << "needs a working strace";
+    const TemporaryFolder folder;
+    fill(folder);
+    const Manifest before = Manifest::of(folder.at("v"));
+    EXPECT_EQ(run(folder, "strace -f -o /dev/null -e inject=openat2:error=EAGAIN:when=1..40", "clean --yes"), 0);
+    EXPECT_ONLY_GONE(before, Manifest::of(folder.at("v")), litter);
+}
+
+/// Cleans under a tracer that slows `calls` down, and in the middle, as soon as `sign` succeeds, runs `happening`.
+void cleanDuring(const TemporaryFolder& folder, const std::string& calls, const std::string& sign,
+                 const std::string& happening) {
+    tests::shell("cd '" + folder.path() + "' && { HOME=$PWD/home ASAN_OPTIONS=detect_leaks=0 strace -f -o /dev/null " +
+                 "-e inject=" + calls +
+                 ":delay_enter=10000 '" VARNEL_PROGRAM
+                 "' clean --yes v >/dev/null 2>&1 & } ; for i in $(seq 2000); do if " +
+                 sign + "; then break; fi; sleep 0.005; done; " + happening + "; wait");
+}
+
+TEST(SecondCard, IsNotTouchedWhenItComesInTheMiddleOfATree) {
+    if (!canTrace()) GTEST_SKIP() << "needs a working strace";
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    EXPECT_EQ(mounts.run([] {
+        const TemporaryFolder folder;
+        folder.folder("home");
+        tests::mountTmpfs(folder.folder("v"));
+        for (int i = 0; i < 80; ++i) {
+            for (const char* branch : {"v/__MACOSX/", "v/__MACOSX/a/b/"})
+                folder.file(branch + std::to_string(i));
+        }
+        cleanDuring(folder, "unlinkat", "[ $(find v -type f | wc -l) -lt 150 ]",
+                    "umount -l v && mount -t tmpfs second v && mkdir -p v/__MACOSX/a/b && "
+                    "(cd v/__MACOSX && touch $(seq 80) && cd a/b && touch $(seq 80))");
+        EXPECT_EQ(Manifest::of(folder.at("v")).paths().size(), 163U);
+        tests::unmount(folder.at("v"));
+    }),
+              0);
+}
+
+TEST(FreshMount, IsNotEnteredByTheScanThatItSurprises) {
+    if (!canTrace()) GTEST_SKIP() << "needs a working strace";
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    EXPECT_EQ(mounts.run([] {
+        const TemporaryFolder folder;
+        folder.folder("home");
+        for (int i = 0; i < 60; ++i)
+            folder.file("v/" + std::to_string(i) + "/._x");
+        // All of them are listed in the first call; mounted over while most of them are still to be entered.
+        const std::string all = "for d in v/*; do mount -t tmpfs over $d && touch $d/._precious || exit 1; done";
+        cleanDuring(folder, "openat2", "sleep 0.15; true", all);
+        int precious = 0;
+        int mounted = 0;
+        for (int i = 0; i < 60; ++i) {
+            const std::string place = "v/" + std::to_string(i);
+            precious += folder.has(place + "/._precious") ? 1 : 0;
+            tests::unmount(folder.at(place));
+            mounted += folder.has(place + "/._x") ? 1 : 0;
+        }
+        EXPECT_EQ(precious, 60);
+        EXPECT_GT(mounted, 0) << "the scan was over before the mounts came";
+    }),
+              0);
 }
 
 TEST(DryRun, MakesNoCallThatChangesTheVolume) {
@@ -103,8 +176,10 @@ TEST(DryRun, MakesNoCallThatChangesTheVolume) {
         ASSERT_EQ(
             run(folder,
                 "strace -f -o '" + trace +
-                    "' -e trace=unlink,unlinkat,rmdir,rename,renameat,renameat2,truncate,ftruncate,chmod,fchmod,"
-                    "fchmodat,utimensat,open,openat,openat2,creat,mkdir,mkdirat,link,linkat,symlink,symlinkat,setxattr",
+                    "' -e trace=unlink,unlinkat,rmdir,rename,renameat,renameat2,truncate,ftruncate,fallocate,chmod,"
+                    "fchmod,fchmodat,chown,fchown,lchown,fchownat,utime,utimes,utimensat,futimesat,open,openat,openat2,"
+                    "creat,mkdir,mkdirat,mknod,mknodat,link,linkat,symlink,symlinkat,setxattr,lsetxattr,fsetxattr,"
+                    "removexattr,lremovexattr,fremovexattr,copy_file_range,ioctl,mount,umount2",
                 arguments),
             0);
         const std::string text = folder.contents("trace");
@@ -113,15 +188,11 @@ TEST(DryRun, MakesNoCallThatChangesTheVolume) {
         for (std::size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', start)) {
             const std::string line = text.substr(start, end - start);
             start = end + 1;
-            const bool opens = line.find("open") != std::string::npos;
-            const bool changes = !opens || line.find("O_CREAT") != std::string::npos ||
-                                 line.find("O_WRONLY") != std::string::npos ||
-                                 line.find("O_RDWR") != std::string::npos || line.find("O_TRUNC") != std::string::npos;
-            const bool isLog = line.find("Library") != std::string::npos;
-            const bool isSystem = line.find("/dev/") != std::string::npos ||
-                                  line.find("\"/proc/") != std::string::npos ||
-                                  line.find("/tmp/tsan.") != std::string::npos ||  // a sanitizer's own
-                                  line.find("+++") != std::string::npos || line.find("---") != std::string::npos;
+            const auto has = [&line](const char* word) { return line.find(word) != std::string::npos; };
+            const bool changes = !has("open") || has("O_CREAT") || has("O_WRONLY") || has("O_RDWR") || has("O_TRUNC");
+            const bool isLog = has("Library");
+            const bool isSystem = has("/dev/") || has("\"/proc/") || has("+++") || has("---") || has("TCGETS") ||
+                                  has("/tmp/tsan.");  // a sanitizer's own
             if (changes && !isLog && !isSystem) offending += line + '\n';
         }
         EXPECT_EQ(offending, "") << arguments;

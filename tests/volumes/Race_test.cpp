@@ -41,6 +41,7 @@ std::chrono::milliseconds raceTime() {
 
 constexpr long fewestSwaps = 1000;
 constexpr int filesPerFolder = 150;
+constexpr const char* onlyInCanary = "._only in the canary";
 
 /// A volume whose folder `swapped` becomes a link to the canary and back, as fast as the kernel can.
 class Race {
@@ -48,6 +49,7 @@ public:
     explicit Race(const std::string& swapped) : swapped_(folder_.at("v/" + swapped)), link_(folder_.at("link")) {
         folder_.folder("v");
         fill(folder_.at("canary"));
+        folder_.file(std::string("canary/deep/") + onlyInCanary);
         whole_ = Manifest::of(folder_.at("canary"));
     }
 
@@ -112,7 +114,26 @@ private:
 };
 
 void scanAndRemove(const std::string& root) {
-    Executor::execute(Scanner{RuleSet::standard(), RuleScope::adhoc}.scan(root), /*dryRun=*/false, nullptr);
+    const Plan plan = Scanner{RuleSet::standard(), RuleScope::adhoc}.scan(root);
+    for (const MatchItem& item : plan.items)
+        EXPECT_NE(item.name, onlyInCanary) << "the scan went through the link";
+    Executor::execute(plan, /*dryRun=*/false, nullptr);
+}
+
+/// Whether a walk by path comes upon the name that only the canary holds.
+bool findsByPath(const std::string& folder) {
+    bool found = false;
+    DIR* const stream = ::opendir(folder.c_str());
+    while (const dirent* const entry = stream == nullptr ? nullptr : ::readdir(stream)) {
+        const std::string name = entry->d_name;
+        if (name == "." || name == "..") continue;
+        found = found || name == onlyInCanary;
+        struct stat facts {};
+        const std::string path = folder + "/" + name;
+        if (::lstat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode)) found = findsByPath(path) || found;
+    }
+    if (stream != nullptr) ::closedir(stream);
+    return found;
 }
 
 /// Removes what a plan that was made in quiet says, while the disk changes.
@@ -162,6 +183,26 @@ TEST(SwapRace, ARemoverByPathLosesTheCanary) {
         if (!race.isCanaryWhole()) return;
     }
     FAIL() << "the race is too slow to catch even a remover by path";
+}
+
+TEST(SwapRace, ARemoverOfSingleFilesByPathLosesTheCanary) {
+    Race race("a/in");
+    race.run(
+        [](const std::string& root) {
+            for (int i = 0; i < filesPerFolder; ++i)
+                removeByPath(root + "/a/in/._f" + std::to_string(i));
+        },
+        [&race] { return !race.isCanaryWhole(); });
+    EXPECT_FALSE(race.isCanaryWhole());
+}
+
+TEST(SwapRace, AWalkByPathFindsTheCanary) {
+    bool found = false;
+    for (int attempt = 0; attempt < 30 && !found; ++attempt) {
+        Race race("a/in");
+        race.run([&found](const std::string& root) { found = findsByPath(root) || found; }, [&found] { return found; });
+    }
+    EXPECT_TRUE(found) << "the race is too slow to catch even a walk by path";
 }
 
 TEST(SwapRace, ScanAndRemovalSpareTheCanary) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // One tree with every awkward thing that a volume can hold, cleaned on every file system that this machine can mount.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "core/base/FileDescriptor.h"
 #include "core/plan/Executor.h"
 #include "core/rules/RuleSet.h"
 #include "core/scan/FSInfo.h"
@@ -25,6 +27,10 @@ namespace {
 using tests::DiskKind;
 using tests::Manifest;
 using tests::TemporaryFolder;
+
+void makeSocket(const std::string& path) {
+    EXPECT_EQ(::mknod(path.c_str(), S_IFSOCK | 0644, 0), 0) << path;
+}
 
 /// Makes the tree below `root`; gives what an on-demand clean must take, and adds to `live` what the live rules take.
 std::set<std::string> grow(const TemporaryFolder& folder, const std::string& root, const DiskKind& kind,
@@ -104,8 +110,12 @@ std::set<std::string> grow(const TemporaryFolder& folder, const std::string& roo
         }
         tests::shell("cd '" + folder.at(root) +
                      "/files' && mkfifo ._fifo ordinary-fifo && ln ._x ../linked/other-name");
-        gone.insert("files/._fifo");
-        live.insert("files/._fifo");
+        for (const char* name : {"files/._socket", "files/ordinary-socket"})
+            makeSocket(folder.at(root) + "/" + name);
+        for (const char* name : {"files/._fifo", "files/._socket"}) {
+            gone.insert(name);
+            live.insert(name);
+        }
     }
     // Depth.
     std::string deep = "deep";
@@ -153,6 +163,49 @@ TEST_P(Torture, OnlyLitterGoes) {
             expectClean(folder, "disk", scope, scope == RuleScope::watcher ? live : all);
             tests::unmountDisk(place);  // and no descriptor of ours is in the way
         }
+    });
+    EXPECT_EQ(failures, 0);
+}
+
+TEST_P(Torture, TheBottomOfADeepTreeIsReached) {
+    const DiskKind& kind = GetParam();
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    if (!kind.missing().empty()) GTEST_SKIP() << "needs the program " << kind.missing();
+    const int failures = mounts.run([&] {
+        const TemporaryFolder folder;
+        const std::string place = folder.folder("disk");
+        tests::mountDisk(kind, folder.at("image"), place);
+        {
+            FileDescriptor here(::open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+            const auto enter = [&here](const char* name) {
+                EXPECT_EQ(::mkdirat(here.get(), name, 0755), 0);
+                here = FileDescriptor(::openat(here.get(), name, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+            };
+            const auto touch = [&here](const char* name) {
+                ::close(::openat(here.get(), name, O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
+            };
+            // A user-space driver is handed whole paths, and the kernel hands it none that is longer than a page.
+            const int levels = kind.isUserSpace ? 1800 : 3000;
+            for (int level = 0; level < levels; ++level)
+                enter("d");
+            touch("._bottom");
+            touch("bottom");
+            for (const char* name : {"__MACOSX", "in"})
+                enter(name);
+            touch("file");
+            here = FileDescriptor(::openat(here.get(), "../..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+
+            const Plan plan = Scanner{RuleSet::standard(), RuleScope::adhoc}.scan(place);
+            EXPECT_TRUE(plan.errors.empty()) << plan.errors.front().substr(0, 100);
+            EXPECT_EQ(plan.items.size(), 2U);
+            const ExecResult result = Executor::execute(plan, /*dryRun=*/false, nullptr);
+            EXPECT_EQ(result.removed, 2);
+            EXPECT_NE(::faccessat(here.get(), "._bottom", F_OK, 0), 0);
+            EXPECT_NE(::faccessat(here.get(), "__MACOSX", F_OK, 0), 0);
+            EXPECT_EQ(::faccessat(here.get(), "bottom", F_OK, 0), 0);
+        }
+        tests::unmountDisk(place);
     });
     EXPECT_EQ(failures, 0);
 }
