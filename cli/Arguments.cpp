@@ -26,6 +26,8 @@ namespace {
 constexpr const char* footer =
     "Exit status: 0 done, 1 something failed or was declined, 2 wrong usage, 3 refused, 130 interrupted.";
 
+constexpr std::int64_t mostMinutes = 60 * 24 * 365;
+
 /// The options of scan and clean as they were given.
 struct SelectionWords {
     Selection selection;
@@ -34,12 +36,12 @@ struct SelectionWords {
     std::vector<std::string> except;
 };
 
-void addPaths(CLI::App& command, std::vector<std::string>& paths) {
+CLI::Option* addPaths(CLI::App& command, std::vector<std::string>& paths) {
     // An empty word is what a script's unset variable leaves, and must not mean the current folder.
     const auto refuseEmpty = [](const std::string& path) {
         return path.empty() ? std::string("a PATH is empty") : std::string();
     };
-    command.add_option("PATH", paths, "Folders or volumes")->required()->check(refuseEmpty, "");
+    return command.add_option("PATH", paths, "Folders or volumes")->check(refuseEmpty, "");
 }
 
 void addSelection(CLI::App& command, SelectionWords& words) {
@@ -95,8 +97,9 @@ public:
         app_.set_version_flag("--version", "varnel " VARNEL_VERSION, "Print the version");
         app_.footer(footer);
         app_.require_subcommand(1);
-        addPaths(scan_, scanArguments_.paths);
-        addPaths(clean_, cleanArguments_.paths);
+        addPaths(scan_, scanArguments_.paths)->required();
+        addPaths(clean_, cleanArguments_.paths)->required();
+        addPaths(watch_, watchArguments_.paths);
         addSelection(scan_, scanWords_);
         addSelection(clean_, cleanWords_);
         addSelection(sweep_, sweepWords_);
@@ -114,6 +117,12 @@ public:
                         "Also clean shares whose file server keeps live data in ._ files");
         clean_.add_flag("--force-system-volume-information", cleanArguments_.forceSystemVolumeInformation,
                         "Also remove a System Volume Information folder that holds data or keys");
+        watch_.add_flag("--sweep-first", watchArguments_.sweepFirst, "Remove what is there already");
+        watch_.add_option("--sweep-every", sweepMinutes_, "Sweep again and again, for shares that report no changes")
+            ->type_name("MINUTES")
+            ->check(CLI::Range(std::int64_t{1}, mostMinutes));
+        watch_.add_flag("--allow-live-forks", watchArguments_.allowLiveForks,
+                        "Also watch shares whose file server keeps live data in ._ files");
         rules_.add_flag("--json", rulesArguments_.json, "Print JSON");
         volumes_.add_flag("--json", volumesArguments_.json, "Print one JSON object per volume");
         log_.add_option("-n,--lines", lines_, "Print the last N lines")->type_name("N")->check(CLI::NonNegativeNumber);
@@ -150,6 +159,10 @@ private:
             sweepWords_.live = true;
             sweepArguments_.selection = selected(std::move(sweepWords_));
             return sweepArguments_;
+        }
+        if (watch_.parsed()) {
+            if (watch_.count("--sweep-every") > 0) watchArguments_.sweepEvery = sweepMinutes_;
+            return watchArguments_;
         }
         if (rules_.parsed()) return rulesArguments_;
         if (volumes_.parsed()) return volumesArguments_;
@@ -191,6 +204,10 @@ private:
     CLI::App& clean_ = *app_.add_subcommand("clean", "Scan, show, ask, delete");
     CLI::App& sweep_ =
         *app_.add_subcommand("sweep", "Clean every volume that is not Mac-formatted, with the live rules");
+    CLI::App& watch_ =
+        *app_.add_subcommand("watch",
+                             "Remove litter as it appears, until Ctrl-C; without PATH on every volume that is "
+                             "not Mac-formatted");
     CLI::App& rules_ = *app_.add_subcommand("rules", "Print the rules and the protected file types");
     CLI::App& volumes_ = *app_.add_subcommand("volumes", "List the mounted volumes; those to clean are marked");
     CLI::App& log_ = *app_.add_subcommand("log", "Print the path of the activity log, or its lines");
@@ -201,10 +218,12 @@ private:
     ScanArguments scanArguments_;
     CleanArguments cleanArguments_;
     SweepArguments sweepArguments_;
+    WatchArguments watchArguments_;
     RulesArguments rulesArguments_;
     VolumesArguments volumesArguments_;
     LogArguments logArguments_;
     std::int64_t lines_ = 0;
+    std::int64_t sweepMinutes_ = 0;
     std::string topic_;
 };
 

@@ -45,6 +45,14 @@ struct SweepArguments {
     bool allowLiveForks = false;
 };
 
+/// The live watcher in the foreground.
+struct WatchArguments {
+    std::vector<std::string> paths;  ///< None: the visible volumes that are not Mac-formatted.
+    bool sweepFirst = false;
+    std::optional<std::int64_t> sweepEvery;  ///< Minutes.
+    bool allowLiveForks = false;
+};
+
 struct RulesArguments {
     bool json = false;
 };
@@ -58,8 +66,8 @@ struct LogArguments {
     bool follow = false;
 };
 
-using Arguments =
-    std::variant<ScanArguments, CleanArguments, SweepArguments, RulesArguments, VolumesArguments, LogArguments>;
+using Arguments = std::variant<ScanArguments, CleanArguments, SweepArguments, WatchArguments, RulesArguments,
+                               VolumesArguments, LogArguments>;
 
 /// A command line that is answered by a text alone: help, the version, or what is wrong with it.
 struct Answer {

@@ -15,6 +15,9 @@ ExitStatus runClean(const CleanArguments& arguments);
 /// Cleans every visible volume that is not Mac-formatted, with the rules of the live watcher.
 ExitStatus runSweep(const SweepArguments& arguments);
 
+/// Removes litter as it appears, until SIGINT or SIGTERM.
+ExitStatus runWatch(const WatchArguments& arguments);
+
 /// Prints the rules and the protected file types.
 ExitStatus runRules(const RulesArguments& arguments);
 

@@ -136,6 +136,10 @@ void aside(std::string_view text) {
     write(stderr, text);
 }
 
+void flush() {
+    std::fflush(stdout);
+}
+
 bool finish() {
     errno = 0;
     const bool arrived = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;

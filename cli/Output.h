@@ -27,6 +27,9 @@ void message(std::string_view text);
 /// Prints a text on standard error as it stands, for example a question.
 void aside(std::string_view text);
 
+/// Sends on what was printed so far, for whoever reads along.
+void flush();
+
 /// Whether everything printed so far as a result has arrived; if not, says why on standard error.
 bool finish();
 

@@ -18,6 +18,7 @@ struct Run {
     ExitStatus operator()(const ScanArguments& arguments) const { return runScan(arguments); }
     ExitStatus operator()(const CleanArguments& arguments) const { return runClean(arguments); }
     ExitStatus operator()(const SweepArguments& arguments) const { return runSweep(arguments); }
+    ExitStatus operator()(const WatchArguments& arguments) const { return runWatch(arguments); }
     ExitStatus operator()(const RulesArguments& arguments) const { return runRules(arguments); }
     ExitStatus operator()(const VolumesArguments& arguments) const { return runVolumes(arguments); }
     ExitStatus operator()(const LogArguments& arguments) const { return runLog(arguments); }

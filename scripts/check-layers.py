@@ -33,7 +33,7 @@ LAYERS = {
     "watcher": (["core/watcher/"], ["base", "rules", "volumes", "log", "PathGuard", "Directory", "FSInfo", "ParentFolders",
                                     "Plan", "ExecResult", "TreeRemover", "Scanner", "Executor"]),
     "cli": (["cli/"], ["base", "rules", "volumes", "log", "PathGuard", "Directory", "FSInfo", "ExecResult", "Plan",
-                       "PlanReport", "PlanCoding", "Walker", "Scanner", "Executor"]),
+                       "PlanReport", "PlanCoding", "Walker", "Scanner", "Executor", "watcher"]),
 }
 PORTABLE = ("core", "cli", "app")
 PLATFORM_WORDS = re.compile(r"#\s*(?:if|ifdef|ifndef|elif).*\b(__linux__|__APPLE__|_WIN32|__unix__)\b")

@@ -41,6 +41,10 @@ void makeFolders(const std::string& directory) {
     ::mkdir(directory.c_str(), folderMode);
 }
 
+std::int64_t systemClock() {
+    return static_cast<std::int64_t>(std::time(nullptr));
+}
+
 }  // namespace
 
 /// What the queue's work needs, shared with it so that a line outlives the log that took it.
@@ -74,22 +78,38 @@ struct Log::File {
     std::atomic<int> lastError{0};
 };
 
-Log::Log(std::string path, std::shared_ptr<File> file, std::shared_ptr<SerialQueue> queue, Clock clock)
-    : path_(std::move(path)), file_(std::move(file)), queue_(std::move(queue)), clock_(std::move(clock)) {}
+Log::Log(std::string path, std::shared_ptr<File> file, std::shared_ptr<SerialQueue> queue, Clock clock, Echo echo)
+    : path_(std::move(path)),
+      file_(std::move(file)),
+      queue_(std::move(queue)),
+      clock_(std::move(clock)),
+      echo_(std::move(echo)) {}
 
 std::shared_ptr<Log> Log::open(const std::string& directory) {
-    return open(directory, SerialQueue::create(queueLabel),
-                [] { return static_cast<std::int64_t>(std::time(nullptr)); });
+    return open(directory, SerialQueue::create(queueLabel), systemClock);
 }
 
 std::shared_ptr<Log> Log::open(const std::string& directory, std::shared_ptr<SerialQueue> queue, Clock clock) {
     makeFolders(directory);
     std::string path = Path::joined(directory, fileName);
+    auto file = openFile(path);
+    if (!file) return nullptr;
+    return std::shared_ptr<Log>(new Log(std::move(path), std::move(file), std::move(queue), std::move(clock), nullptr));
+}
+
+std::shared_ptr<Log> Log::openEchoing(const std::string& directory, Echo echo) {
+    makeFolders(directory);
+    std::string path = Path::joined(directory, fileName);
+    auto file = openFile(path);
+    if (!file) path.clear();
+    return std::shared_ptr<Log>(
+        new Log(std::move(path), std::move(file), SerialQueue::create(queueLabel), systemClock, std::move(echo)));
+}
+
+std::shared_ptr<Log::File> Log::openFile(const std::string& path) {
     FileDescriptor file(
         ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, fileMode));
-    if (!file.isOpen()) return nullptr;
-    return std::shared_ptr<Log>(
-        new Log(std::move(path), std::make_shared<File>(std::move(file)), std::move(queue), std::move(clock)));
+    return file.isOpen() ? std::make_shared<File>(std::move(file)) : nullptr;
 }
 
 std::string Log::defaultDirectory() {
@@ -100,7 +120,8 @@ void Log::write(std::string_view message) {
     const std::string text = Text::repaired(message);
     std::string line = LogStamp::text(clock_()) + ' ' + text + '\n';
     SystemLog::mirror(text);
-    queue_->async([file = file_, line = std::move(line)] { file->append(line); });
+    if (echo_) echo_(std::string_view(line).substr(0, line.size() - 1));
+    if (file_) queue_->async([file = file_, line = std::move(line)] { file->append(line); });
 }
 
 void Log::flush() {
@@ -108,7 +129,7 @@ void Log::flush() {
 }
 
 int Log::lastError() const {
-    return file_->lastError;
+    return file_ ? file_->lastError.load() : 0;
 }
 
 }  // namespace varnel

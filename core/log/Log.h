@@ -26,6 +26,11 @@ public:
     static std::shared_ptr<Log> open(const std::string& directory);
     static std::shared_ptr<Log> open(const std::string& directory, std::shared_ptr<SerialQueue> queue, Clock clock);
 
+    /// The same, with each line handed to `echo` as well, on the thread that writes it; never null, because lines that
+    /// can go into no file are still worth hearing.
+    using Echo = std::function<void(std::string_view line)>;
+    static std::shared_ptr<Log> openEchoing(const std::string& directory, Echo echo);
+
     /// The folder of the activity log in the current user's home folder. Two names for one value.
     static std::string defaultDirectory();
     static std::string logDirectory() { return defaultDirectory(); }
@@ -33,7 +38,7 @@ public:
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
 
-    /// Absolute path of the log file.
+    /// Absolute path of the log file; empty where none could be opened.
     const std::string& path() const { return path_; }
 
     /// Records one message and returns at once: the file is written later, on the log's own queue, in the order of the
@@ -49,12 +54,14 @@ public:
 private:
     struct File;
 
-    Log(std::string path, std::shared_ptr<File> file, std::shared_ptr<SerialQueue> queue, Clock clock);
+    Log(std::string path, std::shared_ptr<File> file, std::shared_ptr<SerialQueue> queue, Clock clock, Echo echo);
+    static std::shared_ptr<File> openFile(const std::string& path);
 
     std::string path_;
     std::shared_ptr<File> file_;
     std::shared_ptr<SerialQueue> queue_;
     Clock clock_;
+    Echo echo_;
 };
 
 }  // namespace varnel

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "core/base/SerialQueue.h"
+#include "core/volumes/Volume.h"
+#include "core/watcher/MountNotifications.h"
 
 namespace varnel {
 
@@ -64,5 +66,16 @@ protected:
 
 /// Gives a new stream, or null where the system has none to give.
 using EventStreamFactory = std::function<std::unique_ptr<EventStream>(EventStreamRequest)>;
+
+namespace EventStreams {
+
+/// Port: the system's own streams.
+///
+/// Where the system has no events for everything below "/", `volumes` is asked which volumes stand for it, again at
+/// every word of `mounts`. `onProblem` is told, on any thread, in one line, what cannot be watched and what helps.
+EventStreamFactory ofSystem(std::function<std::vector<Volume>()> volumes, std::shared_ptr<MountNotifications> mounts,
+                            std::function<void(const std::string&)> onProblem);
+
+}  // namespace EventStreams
 
 }  // namespace varnel

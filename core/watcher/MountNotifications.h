@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 
 namespace varnel {
 
@@ -16,9 +17,13 @@ public:
     MountNotifications(const MountNotifications&) = delete;
     MountNotifications& operator=(const MountNotifications&) = delete;
 
-    /// Calls `observer`, on whatever thread the system chooses, at every event of that kind until it is removed.
+    /// Calls `observer`, on whatever thread the system chooses, at every event of that kind until it is removed; the
+    /// latest observer first, so that whoever handles events hears of a volume before the stream that brings them.
     virtual Token add(Kind kind, std::function<void()> observer) = 0;
     virtual void remove(Token token) = 0;
+
+    /// The system's own.
+    static std::shared_ptr<MountNotifications> ofSystem();
 
 protected:
     MountNotifications() = default;

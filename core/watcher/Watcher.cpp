@@ -12,7 +12,9 @@
 #include "core/base/Checked.h"
 #include "core/base/DoubleText.h"
 #include "core/log/Log.h"
+#include "core/rules/RuleScope.h"
 #include "core/rules/RuleSet.h"
+#include "core/scan/VolumeIdentity.h"
 #include "core/volumes/Volume.h"
 #include "core/watcher/EventStream.h"
 #include "core/watcher/MountNotifications.h"
@@ -30,6 +32,7 @@ std::shared_ptr<Watcher> Watcher::create(RuleSet rules, double latency, std::sha
 
 Watcher::Watcher(RuleSet rules, double latency, std::shared_ptr<Log> log, WatcherPorts ports)
     : rules_(std::move(rules)),
+      active_(rules_, RuleScope::watcher),
       log_(std::move(log)),
       latency_(latency),
       ports_(std::move(ports)),
@@ -53,7 +56,7 @@ void Watcher::stop() {
 }
 
 void Watcher::refreshVolumes() {
-    async([](Watcher& self) { self.volumes_ = self.ports_.targets(); });
+    async([](Watcher& self) { self.refreshVolumesLocked(); });
 }
 
 void Watcher::sweepNow() {
@@ -88,9 +91,17 @@ void Watcher::write(const std::string& message) const {
 void Watcher::startLocked() {
     assertOnQueue();
     if (stream_) return;
-    volumes_ = ports_.targets();
+    refreshVolumesLocked();
     startStreamLocked();
     observeMountsLocked();
+}
+
+void Watcher::refreshVolumesLocked() {
+    volumes_ = ports_.targets();
+    identities_.clear();
+    for (const Volume& volume : volumes_) {
+        if (const auto identity = VolumeIdentity::of(volume.mountPoint)) identities_[volume.mountPoint] = *identity;
+    }
 }
 
 void Watcher::startStreamLocked() {

@@ -19,9 +19,11 @@
 
 #include "core/base/SerialQueue.h"
 #include "core/log/Log.h"
+#include "core/rules/ActiveRules.h"
 #include "core/rules/RuleSet.h"
 #include "core/volumes/Volume.h"
 #include "core/watcher/EventStream.h"
+#include "core/watcher/LiveRemover.h"
 #include "core/watcher/LoopGuard.h"
 #include "core/watcher/MountNotifications.h"
 
@@ -81,20 +83,20 @@ private:
     void write(const std::string& message) const;
 
     void startLocked();
+    void refreshVolumesLocked();
     void startStreamLocked();
     void observeMountsLocked();
     void stopLocked();
 
     void handle(std::span<const std::string> paths, std::span<const std::uint32_t> flags, std::int64_t count);
-    void handleSingle(const std::string& path);
-    /// Removes what handleSingle() found to be litter; false where it is left alone or could not be removed.
-    bool removeLocked(const std::string& path, const std::string& ruleID, const Volume& volume, bool isDirectory);
+    void handleSingle(const std::string& path, LiveRemover& remover);
 
     void scheduleRecoverySweep();
     void recoverLocked();
     void sweepLocked(const std::string& root, const char* tag);
 
     RuleSet rules_;
+    ActiveRules active_;
     std::shared_ptr<Log> log_;
     double latency_;
     WatcherPorts ports_;
@@ -103,6 +105,7 @@ private:
     // Of the queue.
     std::unique_ptr<EventStream> stream_;
     std::vector<Volume> volumes_;
+    VolumeIdentities identities_;  // of volumes_
     LoopGuard guard_;
     std::set<std::string> pendingSweep_;
     std::shared_ptr<CancellableWork> sweepWork_;

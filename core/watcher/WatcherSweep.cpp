@@ -9,6 +9,7 @@
 #include "core/plan/Plan.h"
 #include "core/rules/RuleScope.h"
 #include "core/scan/Scanner.h"
+#include "core/scan/VolumeIdentity.h"
 #include "core/watcher/Watcher.h"
 
 namespace varnel {
@@ -37,7 +38,11 @@ void Watcher::recoverLocked() {
 void Watcher::sweepLocked(const std::string& root, const char* tag) {
     const Plan plan = Scanner{rules_, RuleScope::watcher}.scan(root);
     if (plan.isEmpty()) return;
-    const ExecResult result = Executor::execute(plan, /*dryRun=*/false, log_.get());
+    // Where the volume is not known, nobody could tell another one in its place; nothing matches this.
+    const auto known = identities_.find(root);
+    const VolumeIdentity identity = known == identities_.end() ? VolumeIdentity() : known->second;
+    const auto always = [](const ExecResult&) { return true; };
+    const ExecResult result = Executor::execute(plan, /*dryRun=*/false, log_.get(), {identity, always});
     deleted_ = addOrTrap(deleted_, result.removed);
     if (result.removed >= 1) write(tag + root + " " + result.summary(/*dryRun=*/false));
 }

@@ -13,6 +13,8 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,10 +41,19 @@ std::optional<std::string> fromDatabase(FunctionRef<int(passwd*, char*, std::siz
     }
 }
 
+/// Asked for every removal, while the database may be a server's: so each user is looked up once.
 std::optional<std::string> ofCurrentUser() {
-    return fromDatabase([](passwd* entry, char* buffer, std::size_t size, passwd** found) {
-        return ::getpwuid_r(::getuid(), entry, buffer, size, found);
-    });
+    static std::mutex mutex;
+    static std::map<uid_t, std::optional<std::string>> known;
+    const uid_t user = ::getuid();
+    const std::lock_guard lock(mutex);
+    const auto [found, isNew] = known.try_emplace(user);
+    if (isNew) {
+        found->second = fromDatabase([user](passwd* entry, char* buffer, std::size_t size, passwd** result) {
+            return ::getpwuid_r(user, entry, buffer, size, result);
+        });
+    }
+    return found->second;
 }
 
 std::optional<std::string> fromEnvironment() {

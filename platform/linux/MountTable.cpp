@@ -14,10 +14,13 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "core/base/FunctionRef.h"
 
 namespace varnel::MountTable {
 namespace {
@@ -59,15 +62,32 @@ std::string typeOf(libmnt_fs* mount) {
     return macNameFor(std::move(type));
 }
 
+/// Calls `visit` with every mount, in the kernel's order; false where the table cannot be read.
+bool forEachMount(FunctionRef<void(libmnt_fs*)> visit) {
+    const std::unique_ptr<libmnt_table, TableDeleter> table(mnt_new_table_from_file("/proc/self/mountinfo"));
+    const std::unique_ptr<libmnt_iter, IteratorDeleter> iterator(mnt_new_iter(MNT_ITER_FORWARD));
+    if (!table || !iterator) return false;
+    for (libmnt_fs* mount = nullptr; mnt_table_next_fs(table.get(), iterator.get(), &mount) == 0;)
+        visit(mount);
+    return true;
+}
+
+constexpr unsigned uniqueMountMask = 0x4000;  // STATX_MNT_ID_UNIQUE; Debian 12's headers are older
+
+/// One of the two numbers of the mount that a path lies on.
+std::optional<std::uint64_t> idOf(const std::string& path, unsigned mask) {
+    struct statx answer {};
+    constexpr int flags = AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
+    if (::statx(AT_FDCWD, path.c_str(), flags, STATX_TYPE | mask, &answer) != 0) return std::nullopt;
+    if ((answer.stx_mask & mask) == 0) return std::nullopt;
+    return answer.stx_mnt_id;
+}
+
 }  // namespace
 
 std::optional<std::vector<Mount>> read() {
-    const std::unique_ptr<libmnt_table, TableDeleter> table(mnt_new_table_from_file("/proc/self/mountinfo"));
-    const std::unique_ptr<libmnt_iter, IteratorDeleter> iterator(mnt_new_iter(MNT_ITER_FORWARD));
-    if (!table || !iterator) return std::nullopt;
     std::vector<Mount> mounts;
-    libmnt_fs* mount = nullptr;
-    while (mnt_table_next_fs(table.get(), iterator.get(), &mount) == 0) {
+    const bool isRead = forEachMount([&mounts](libmnt_fs* mount) {
         Mount entry;
         entry.id = static_cast<std::uint64_t>(mnt_fs_get_id(mount));
         entry.mountPoint = text(mnt_fs_get_target(mount));
@@ -77,16 +97,26 @@ std::optional<std::vector<Mount>> read() {
         entry.isShown = mnt_fs_match_options(mount, "x-gvfs-show") == 1;
         entry.isHidden = mnt_fs_match_options(mount, "x-gvfs-hide") == 1;
         mounts.push_back(std::move(entry));
-    }
+    });
+    if (!isRead) return std::nullopt;
     return mounts;
 }
 
+std::set<Place> places() {
+    std::set<Place> all;
+    forEachMount([&all](libmnt_fs* mount) {
+        all.emplace(static_cast<std::uint64_t>(mnt_fs_get_id(mount)), text(mnt_fs_get_target(mount)));
+    });
+    return all;
+}
+
 std::optional<std::uint64_t> mountOf(const std::string& path) {
-    struct statx answer {};
-    constexpr int flags = AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
-    if (::statx(AT_FDCWD, path.c_str(), flags, STATX_TYPE | STATX_MNT_ID, &answer) != 0) return std::nullopt;
-    if ((answer.stx_mask & STATX_MNT_ID) == 0) return std::nullopt;
-    return answer.stx_mnt_id;
+    return idOf(path, STATX_MNT_ID);
+}
+
+std::optional<std::uint64_t> uniqueMountOf(const std::string& path) {
+    if (const auto id = idOf(path, uniqueMountMask)) return id;
+    return mountOf(path);
 }
 
 const Mount* find(const std::vector<Mount>& table, std::uint64_t id) {

@@ -5,7 +5,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace varnel::MountTable {
@@ -23,8 +25,15 @@ struct Mount {
 /// Every mount, in the kernel's order; none where the table cannot be read.
 std::optional<std::vector<Mount>> read();
 
+/// A mount's number and place, and nothing that has to be asked of a device.
+using Place = std::pair<std::uint64_t, std::string>;
+std::set<Place> places();
+
 /// The id of the mount that a path lies on, without asking a server; none where there is no such path.
 std::optional<std::uint64_t> mountOf(const std::string& path);
+
+/// The same as a number that is never given out again, where the kernel has one (6.8).
+std::optional<std::uint64_t> uniqueMountOf(const std::string& path);
 
 /// The mount with that id, or null.
 const Mount* find(const std::vector<Mount>& table, std::uint64_t id);

@@ -33,7 +33,8 @@ std::optional<VolumeIdentity> VolumeIdentity::of(const std::string& folder) {
 std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
     struct statx answer {};
     constexpr unsigned mask = STATX_TYPE | STATX_INO | STATX_BTIME | uniqueMountMask;
-    if (::statx(descriptor, "", AT_EMPTY_PATH | AT_NO_AUTOMOUNT, mask, &answer) != 0) return std::nullopt;
+    if (::statx(descriptor, "", AT_EMPTY_PATH | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC, mask, &answer) != 0)
+        return std::nullopt;
     VolumeIdentity identity;
     identity.device = static_cast<std::int32_t>(makedev(answer.stx_dev_major, answer.stx_dev_minor));
     identity.rootInode = answer.stx_ino;

@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+#include <signal.h>  // NOLINT(modernize-deprecated-headers): sigwait() and the masks are POSIX
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "cli/Arguments.h"
+#include "cli/Commands.h"
+#include "cli/ExitStatus.h"
+#include "cli/LiveForks.h"
+#include "cli/Output.h"
+#include "cli/Target.h"
+#include "core/base/SerialQueue.h"
+#include "core/log/Log.h"
+#include "core/rules/RuleSet.h"
+#include "core/scan/FSInfo.h"
+#include "core/volumes/MountedVolumes.h"
+#include "core/volumes/Volume.h"
+#include "core/volumes/VolumeList.h"
+#include "core/watcher/EventStream.h"
+#include "core/watcher/MountNotifications.h"
+#include "core/watcher/Watcher.h"
+
+namespace varnel::cli {
+namespace {
+
+constexpr double latency = 0.25;
+constexpr const char* queueLabel = "com.quorin.varnel.watcher";
+
+/// How long the end may take; a sweep on a dead share would hold it for ever.
+constexpr std::chrono::seconds longestEnd{5};
+
+double now() {
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+void say(const std::string& problem) {
+    Output::message(Output::shownInMessage(problem));
+}
+
+/// Why a folder is not watched, or none.
+std::optional<std::string> whyRefused(const std::string& path, bool allowLiveForks) {
+    if (Target::isProtected(path)) return "is a protected system path.";
+    if (!allowLiveForks) {
+        if (const auto share = LiveForks::touching(path)) {
+            return "is shared by a file server that keeps live data in ._ files (" + share->configuration +
+                   "); --allow-live-forks watches it all the same.";
+        }
+    }
+    return std::nullopt;
+}
+
+Volume volumeAt(const std::string& path) {
+    const auto system = MountedVolumes::current();
+    const auto attachment = system->attachment(path).value_or(MountedVolumes::Attachment());
+    return {path, FSInfo::type(path).value_or("unknown"), attachment.isLocal.value_or(true),
+            attachment.isRemovable.value_or(false), attachment.isInternal.value_or(false)};
+}
+
+/// The folders that were named, as far as they can be watched.
+class NamedFolders {
+public:
+    explicit NamedFolders(const WatchArguments& arguments) {
+        for (const std::string& word : arguments.paths)
+            take(word, arguments.allowLiveForks);
+    }
+
+    ExitStatus status() const { return status_; }
+    const std::vector<std::string>& paths() const { return paths_; }
+
+    /// Those that are there at the moment.
+    static std::vector<Volume> present(const std::vector<std::string>& paths) {
+        std::vector<Volume> volumes;
+        for (const std::string& path : paths) {
+            if (Target::problem(path).empty()) volumes.push_back(volumeAt(path));
+        }
+        return volumes;
+    }
+
+private:
+    void take(const std::string& word, bool allowLiveForks) {
+        const auto target = Target::path(word);
+        if (!target) return refuse(word + ' ' + target.error(), ExitStatus::refused);
+        if (const auto refusal = whyRefused(*target, allowLiveForks)) {
+            return refuse(*target + ' ' + *refusal, ExitStatus::refused);
+        }
+        if (const std::string problem = Target::problem(*target); !problem.empty()) {
+            return refuse(*target + ": " + problem, ExitStatus::failed);
+        }
+        const Volume volume = volumeAt(*target);
+        if (volume.isMacFormat()) {
+            return refuse(
+                *target + " is on a " + volume.fsType + " volume, a Mac format; such volumes are not watched.",
+                ExitStatus::refused);
+        }
+        paths_.push_back(*target);
+    }
+
+    void refuse(const std::string& problem, ExitStatus status) {
+        say(problem);
+        status_ = graver(status_, status);
+    }
+
+    std::vector<std::string> paths_;
+    ExitStatus status_ = ExitStatus::done;
+};
+
+/// The visible volumes without those whose server keeps live data in ._ files; those are named once.
+std::function<std::vector<Volume>()> visibleVolumes(bool allowLiveForks) {
+    return
+        [allowLiveForks, told = std::make_shared<std::vector<std::string>>(), mutex = std::make_shared<std::mutex>()] {
+            std::vector<Volume> volumes = VolumeList::targets();
+            std::erase_if(volumes, [&](const Volume& volume) {
+                const auto refusal = whyRefused(volume.mountPoint, allowLiveForks);
+                if (!refusal) return false;
+                const std::lock_guard lock(*mutex);
+                if (std::find(told->begin(), told->end(), volume.mountPoint) == told->end()) {
+                    told->push_back(volume.mountPoint);
+                    say(volume.mountPoint + ' ' + *refusal);
+                }
+                return true;
+            });
+            return volumes;
+        };
+}
+
+void noteShares(const std::vector<Volume>& volumes, bool isSwept) {
+    for (const Volume& volume : volumes) {
+        if (volume.isLocal || isSwept) continue;
+        say(volume.mountPoint +
+            " is a network share: what other computers change there is not reported; --sweep-every sweeps it.");
+    }
+}
+
+/// Sweeps again and again, each time the interval after the last sweep was begun.
+void sweepEvery(const std::shared_ptr<SerialQueue>& queue, const std::weak_ptr<Watcher>& watcher,
+                std::chrono::minutes interval) {
+    queue->after(interval, [weakQueue = std::weak_ptr(queue), watcher, interval] {
+        const auto self = watcher.lock();
+        const auto again = weakQueue.lock();
+        if (!self || !again) return;
+        self->sweepNow();
+        sweepEvery(again, watcher, interval);
+    });
+}
+
+/// The signals that end the watch, held back from every thread so that one can wait for them.
+sigset_t holdSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+void waitFor(const sigset_t& signals) {
+    int received = 0;
+    while (::sigwait(&signals, &received) != 0) {
+    }
+}
+
+/// Ends the watcher, and the process where a volume does not let it end.
+void endInTime(const std::shared_ptr<Watcher>& watcher) {
+    auto ended = std::make_shared<std::promise<void>>();
+    auto hasEnded = ended->get_future();
+    std::thread([watcher, ended] {
+        watcher->stop();
+        ended->set_value();
+    }).detach();
+    if (hasEnded.wait_for(longestEnd) == std::future_status::ready) return;
+    say("a volume does not answer; the last call to it is left to the system");
+    Output::finish();
+    ::_exit(static_cast<int>(ExitStatus::failed));
+}
+
+}  // namespace
+
+ExitStatus runWatch(const WatchArguments& arguments) {
+    const NamedFolders named(arguments);
+    if (!arguments.paths.empty() && named.paths().empty()) return named.status();
+    const sigset_t signals = holdSignals();
+
+    auto targets = visibleVolumes(arguments.allowLiveForks);
+    if (!arguments.paths.empty()) targets = [paths = named.paths()] { return NamedFolders::present(paths); };
+    noteShares(targets(), arguments.sweepEvery.has_value());
+
+    const auto log = Log::openEchoing(Log::defaultDirectory(), [](std::string_view line) {
+        Output::result(Output::shown(line) + '\n');
+        Output::flush();
+    });
+    if (log->path().empty()) say("log unavailable: " + Log::defaultDirectory());
+
+    const auto queue = SerialQueue::create(queueLabel);
+    const auto mounts = MountNotifications::ofSystem();
+    const auto watcher = Watcher::create(RuleSet::standard(), latency, log,
+                                         {queue, EventStreams::ofSystem(targets, mounts, say), mounts, targets, now});
+    watcher->start();
+    queue->sync([] {});
+    if (!watcher->isRunning()) return ExitStatus::failed;  // the log line says why
+    if (arguments.sweepFirst) watcher->sweepNow();
+    if (arguments.sweepEvery) sweepEvery(queue, watcher, std::chrono::minutes(*arguments.sweepEvery));
+    waitFor(signals);
+    endInTime(watcher);
+    log->flush();
+    return named.status();
+}
+
+}  // namespace varnel::cli

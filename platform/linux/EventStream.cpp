@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: MIT
+//
+// The stream over the whole system is the sum of the volumes that are to be watched: it follows them as they come and
+// go, each on a thread of its own, and hands on what they report.
+#include "core/watcher/EventStream.h"
+
+#ifndef __linux__
+#error "This source is for Linux."
+#endif
+
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <ctime>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/base/SerialQueue.h"
+#include "core/scan/VolumeIdentity.h"
+#include "core/volumes/Volume.h"
+#include "core/watcher/MountNotifications.h"
+#include "platform/linux/EventBatcher.h"
+#include "platform/linux/MountTable.h"
+#include "platform/linux/WatchJob.h"
+#include "platform/linux/WatchThread.h"
+
+namespace varnel {
+namespace {
+
+using std::chrono::steady_clock;
+
+/// How long the start waits for the volumes to be watched. What a slower one misses until then it finds by itself.
+constexpr std::chrono::seconds longestStart{5};
+
+timespec now() {
+    timespec time{};
+    ::clock_gettime(CLOCK_REALTIME, &time);
+    return time;
+}
+
+/// The system's word of a mount comes a little later than the mount.
+timespec justBefore(timespec time) {
+    time.tv_sec -= 1;
+    return time;
+}
+
+std::chrono::milliseconds milliseconds(double seconds) {
+    return std::chrono::milliseconds(std::isfinite(seconds) && seconds > 0 ? std::llround(seconds * 1000) : 0);
+}
+
+/// The threads that watch, one for each folder. Touched by whoever learns of a mount.
+class WatchThreads {
+public:
+    WatchThreads(std::function<std::vector<std::string>()> roots, std::shared_ptr<EventBatcher> events,
+                 std::function<void(const std::string&)> onProblem)
+        : roots_(std::move(roots)), events_(std::move(events)), onProblem_(std::move(onProblem)) {}
+
+    /// Begins to watch what is new, ends what is gone or is another volume by now.
+    void follow(timespec since, bool isLate) {
+        const std::lock_guard lock(mutex_);
+        if (isEnded_) return;
+        std::map<std::string, std::uint64_t> wanted;
+        for (const std::string& root : roots_())
+            wanted[root] = MountTable::uniqueMountOf(root).value_or(0);
+        std::erase_if(threads_, [&](const auto& entry) {
+            const auto& [root, watched] = entry;
+            const auto found = wanted.find(root);
+            return found == wanted.end() || found->second != watched.mount || watched.thread->hasEnded();
+        });
+        for (const auto& [root, mount] : wanted) {
+            if (threads_.contains(root)) continue;
+            auto job = std::make_unique<WatchJob>();
+            job->root = root;
+            job->begun = since;
+            job->isLate = isLate;
+            job->events = events_;
+            job->onProblem = onProblem_;
+            threads_[root] = {mount, std::make_unique<WatchThread>(std::move(job))};
+        }
+    }
+
+    void waitUntilReady(steady_clock::time_point deadline) {
+        const std::lock_guard lock(mutex_);
+        for (const auto& [root, watched] : threads_)
+            watched.thread->waitUntilReady(deadline);
+    }
+
+    void end() {
+        const std::lock_guard lock(mutex_);
+        isEnded_ = true;
+        // All of them first, so that those that take their time take it together.
+        for (const auto& [root, watched] : threads_)
+            watched.thread->stop();
+        threads_.clear();
+    }
+
+private:
+    struct Watched {
+        std::uint64_t mount = 0;
+        std::unique_ptr<WatchThread> thread;
+    };
+
+    const std::function<std::vector<std::string>()> roots_;
+    const std::shared_ptr<EventBatcher> events_;
+    const std::function<void(const std::string&)> onProblem_;
+    std::mutex mutex_;
+    std::map<std::string, Watched> threads_;
+    bool isEnded_ = false;
+};
+
+class VolumesStream final : public EventStream {
+public:
+    VolumesStream(EventStreamRequest request, std::function<std::vector<std::string>()> roots,
+                  std::shared_ptr<MountNotifications> mounts, std::function<void(const std::string&)> onProblem)
+        : events_(std::make_shared<EventBatcher>(std::move(request.deliver), milliseconds(request.latency))),
+          threads_(std::make_shared<WatchThreads>(std::move(roots), events_, std::move(onProblem))),
+          mounts_(std::move(mounts)) {}
+
+    ~VolumesStream() final { stop(); }
+    VolumesStream(const VolumesStream&) = delete;
+    VolumesStream& operator=(const VolumesStream&) = delete;
+
+    void setQueue(std::shared_ptr<SerialQueue> queue) final { queue_ = std::move(queue); }
+
+    bool start() final {
+        if (!queue_) return false;
+        events_->begin(queue_);
+        for (const auto kind : {MountNotifications::Kind::didMount, MountNotifications::Kind::didUnmount}) {
+            tokens_.push_back(mounts_->add(kind, [weak = std::weak_ptr(threads_)] {
+                if (const auto threads = weak.lock()) threads->follow(justBefore(now()), /*isLate=*/true);
+            }));
+        }
+        threads_->follow(now(), /*isLate=*/false);
+        threads_->waitUntilReady(steady_clock::now() + longestStart);
+        return true;
+    }
+
+    void stop() final {
+        for (const MountNotifications::Token token : std::exchange(tokens_, {}))
+            mounts_->remove(token);
+        threads_->end();
+        events_->end();
+    }
+
+    void invalidate() final { queue_.reset(); }
+
+private:
+    std::shared_ptr<EventBatcher> events_;
+    std::shared_ptr<WatchThreads> threads_;
+    std::shared_ptr<MountNotifications> mounts_;
+    std::shared_ptr<SerialQueue> queue_;
+    std::vector<MountNotifications::Token> tokens_;
+};
+
+}  // namespace
+
+EventStreamFactory EventStreams::ofSystem(std::function<std::vector<Volume>()> volumes,
+                                          std::shared_ptr<MountNotifications> mounts,
+                                          std::function<void(const std::string&)> onProblem) {
+    return [volumes = std::move(volumes), mounts = std::move(mounts),
+            onProblem = std::move(onProblem)](EventStreamRequest request) -> std::unique_ptr<EventStream> {
+        const bool isWholeSystem = request.paths == std::vector<std::string>{"/"};
+        std::function<std::vector<std::string>()> roots = [paths = request.paths] { return paths; };
+        if (isWholeSystem) {
+            roots = [volumes] {
+                std::vector<std::string> mountPoints;
+                for (const Volume& volume : volumes())
+                    mountPoints.push_back(volume.mountPoint);
+                return mountPoints;
+            };
+        }
+        return std::make_unique<VolumesStream>(std::move(request), std::move(roots), mounts, onProblem);
+    };
+}
+
+}  // namespace varnel

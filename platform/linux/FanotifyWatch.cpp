@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: MIT
+//
+// An event names its folder by handle. The handle is turned into a path through a descriptor of the mount, which is
+// held only while a buffer is read: a volume with an open descriptor cannot be ejected, while a mark is no obstacle.
+#include "platform/linux/FanotifyWatch.h"
+
+#ifndef __linux__
+#error "This source is for Linux."
+#endif
+
+#include <fcntl.h>
+#include <sys/fanotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/base/FileDescriptor.h"
+#include "core/base/Path.h"
+#include "core/scan/Directory.h"
+#include "platform/linux/EventRecords.h"
+#include "platform/linux/StopSignal.h"
+#include "platform/linux/WatchJob.h"
+
+namespace varnel::FanotifyWatch {
+namespace {
+
+using EventRecords::FanotifyRecord;
+
+constexpr std::uint64_t interest = FAN_CREATE | FAN_MOVED_TO | FAN_MODIFY | FAN_CLOSE_WRITE | FAN_ONDIR;
+constexpr std::size_t bufferSize = std::size_t{256} * 1024;
+constexpr std::string_view deletedMark = " (deleted)";
+
+/// The folders of one buffer's events, each looked up once.
+class Folders {
+public:
+    explicit Folders(const std::string& root)
+        : mount_(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK)) {}
+
+    /// Where the folder is now; none where it is gone.
+    const std::optional<std::string>& path(std::span<const std::byte> handle) {
+        const std::string key(reinterpret_cast<const char*>(handle.data()), handle.size());
+        const auto [found, isNew] = paths_.try_emplace(key);
+        if (isNew) found->second = lookUp(key);
+        return found->second;
+    }
+
+private:
+    std::optional<std::string> lookUp(const std::string& key) const {
+        // The handle must be aligned, and the call may write to it.
+        std::vector<std::uint64_t> aligned((key.size() + sizeof(std::uint64_t) - 1) / sizeof(std::uint64_t));
+        std::memcpy(aligned.data(), key.data(), key.size());
+        auto* const handle = reinterpret_cast<file_handle*>(aligned.data());
+        const FileDescriptor folder(
+            ::open_by_handle_at(mount_.get(), handle, O_PATH | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
+        if (!folder.isOpen()) return std::nullopt;
+        const auto path = Directory::physicalPath(folder.get());
+        if (!path) return std::nullopt;
+        struct stat facts {};
+        // The mark is only text, and a name may end like it.
+        if (path->ends_with(deletedMark) && ::fstat(folder.get(), &facts) == 0 && facts.st_nlink == 0) {
+            return std::nullopt;
+        }
+        return *path;
+    }
+
+    FileDescriptor mount_;
+    std::map<std::string, std::optional<std::string>> paths_;
+};
+
+class Reading {
+public:
+    explicit Reading(const WatchJob& job) : job_(job), buffer_(bufferSize) {}
+
+    /// Reads everything that is there; false where the group has ended.
+    bool drain(int group) {
+        Folders folders(job_.root);
+        std::vector<std::string> movedIn;
+        while (!job_.stop.isRaised()) {
+            const ssize_t got = ::read(group, buffer_.data(), buffer_.size());
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0 && errno == EAGAIN) break;
+            if (got <= 0) return false;
+            const auto bytes = std::as_bytes(std::span(buffer_)).first(static_cast<std::size_t>(got));
+            EventRecords::forEachFanotify(bytes,
+                                          [&](const FanotifyRecord& record) { report(record, folders, movedIn); });
+        }
+        // What a folder brings along may come from a part of the file system that nobody watched.
+        for (const std::string& folder : movedIn)
+            reportContents(job_, folder);
+        return true;
+    }
+
+private:
+    void report(const FanotifyRecord& record, Folders& folders, std::vector<std::string>& movedIn) {
+        if ((record.mask & FAN_Q_OVERFLOW) != 0) {
+            job_.events->addLost(job_.root);
+            return;
+        }
+        if (record.folder.empty() || record.name.empty()) return;
+        const auto& folder = folders.path(record.folder);
+        if (!folder) return;
+        std::string path = record.name == "." ? *folder : Path::joined(*folder, record.name);
+        // The mark covers the file system, which may be mounted elsewhere too, and of which this may be a part.
+        if (!Path::isAtOrBelow(path, job_.root) || path == job_.root) return;
+        const bool isMovedFolder = (record.mask & FAN_ONDIR) != 0 && (record.mask & FAN_MOVED_TO) != 0;
+        if (isMovedFolder) movedIn.push_back(path);
+        job_.events->add(job_.root, std::move(path));
+    }
+
+    const WatchJob& job_;
+    std::vector<char> buffer_;
+};
+
+}  // namespace
+
+Outcome run(const WatchJob& job) {
+    const FileDescriptor group(
+        ::fanotify_init(FAN_CLASS_NOTIF | FAN_REPORT_DFID_NAME | FAN_CLOEXEC | FAN_NONBLOCK, O_RDONLY | O_CLOEXEC));
+    if (!group.isOpen()) return Outcome::refused;
+    if (::fanotify_mark(group.get(), FAN_MARK_ADD | FAN_MARK_FILESYSTEM, interest, AT_FDCWD, job.root.c_str()) != 0) {
+        return Outcome::refused;
+    }
+    if (job.isLate) reportWhatChanged(job);
+    job.onReady();
+    Reading reading(job);
+    while (waitUnlessStopped(group.get(), job.stop)) {
+        if (!reading.drain(group.get())) break;
+    }
+    return Outcome::ended;
+}
+
+}  // namespace varnel::FanotifyWatch

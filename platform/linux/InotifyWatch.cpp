@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/InotifyWatch.h"
+
+#ifndef __linux__
+#error "This source is for Linux."
+#endif
+
+#include <sys/inotify.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "core/base/FileDescriptor.h"
+#include "core/base/Path.h"
+#include "core/scan/Directory.h"
+#include "core/scan/Walker.h"
+#include "platform/linux/EventRecords.h"
+#include "platform/linux/StopSignal.h"
+#include "platform/linux/WatchJob.h"
+#include "platform/linux/WatchedFolders.h"
+
+namespace varnel::InotifyWatch {
+namespace {
+
+using EventRecords::InotifyRecord;
+
+/// MODIFY and CLOSE_WRITE as well, because a network file system may report a new file by nothing else.
+constexpr std::uint32_t interest = IN_CREATE | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_FROM |
+                                   IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR | IN_DONT_FOLLOW | IN_EXCL_UNLINK;
+
+/// A name has up to 765 bytes on some file systems; one record must fit whatever its length.
+constexpr std::size_t bufferSize = std::size_t{64} * 1024;
+
+std::string limitText() {
+    std::ifstream file("/proc/sys/fs/inotify/max_user_watches");
+    std::string limit;
+    return file >> limit ? " (now " + limit + ")" : "";
+}
+
+class Watch {
+public:
+    explicit Watch(const WatchJob& job) : job_(job), buffer_(bufferSize) {}
+
+    void run() {
+        if (!begin(Report::whatChanged)) return;
+        job_.onReady();
+        while (!isOver_ && waitUnlessStopped(inotify_.get(), job_.stop)) {
+            drain();
+            if (hasOverflown_ && !isOver_) beginAnew();
+        }
+    }
+
+private:
+    enum class Report : std::uint8_t {
+        nothing,
+        whatChanged,  ///< What lies in folders that changed since the job began.
+        everything,
+    };
+
+    bool begin(Report report) {
+        inotify_ = FileDescriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+        if (!inotify_.isOpen()) {
+            const int error = errno;
+            job_.onProblem("cannot watch " + job_.root + ": " + std::generic_category().message(error) +
+                           (error == EMFILE ? "; fs.inotify.max_user_instances limits the programs that watch" : ""));
+            job_.events->addLost(job_.root);
+            return false;
+        }
+        isAtLimit_ = false;
+        const int root = watch(job_.root);
+        if (root < 0) return false;
+        folders_.reset(root, job_.root);
+        watchBelow(job_.root, report);
+        return true;
+    }
+
+    /// Which folders were made, moved and removed meanwhile, nobody can tell. The folders are found anew, and what they
+    /// hold is left to a sweep.
+    void beginAnew() {
+        hasOverflown_ = false;
+        begin(Report::nothing);
+        job_.events->addLost(job_.root);
+    }
+
+    /// Watches one folder; negative where the system refuses.
+    int watch(const std::string& path) {
+        const int watch = ::inotify_add_watch(inotify_.get(), path.c_str(), interest);
+        if (watch >= 0) return watch;
+        const int error = errno;
+        if (error == ENAMETOOLONG) return watchDeep(path);
+        // Gone, or something else by now: then there is nothing to watch.
+        if (error == ENOENT || error == ENOTDIR || error == ELOOP) return -1;
+        refused(path, error);
+        return -1;
+    }
+
+    /// A path that is too long for one call is walked by descriptors.
+    int watchDeep(const std::string& path) {
+        const auto root = Directory::openRoot(job_.root, Directory::Links::follow, Directory::Purpose::lookUp);
+        if (!root) return -1;
+        const auto folder = Directory::openBeneath(root->get(), std::string_view(path).substr(job_.root.size() + 1),
+                                                   Directory::Purpose::lookUp);
+        if (!folder) return -1;
+        const std::string link = "/proc/self/fd/" + std::to_string(folder->get());
+        const int watch = ::inotify_add_watch(inotify_.get(), link.c_str(), interest & ~std::uint32_t{IN_DONT_FOLLOW});
+        if (watch < 0) refused(path, errno);
+        return watch;
+    }
+
+    void refused(const std::string& path, int error) {
+        job_.events->addLost(job_.root);
+        if (error != ENOSPC) {
+            job_.onProblem("cannot watch " + path + ": " + std::generic_category().message(error));
+            return;
+        }
+        isAtLimit_ = true;
+        if (std::exchange(hasToldLimit_, true)) return;
+        job_.onProblem("cannot watch all folders of " + job_.root +
+                       ": the system's limit is reached; raise fs.inotify.max_user_watches" + limitText() +
+                       ", or have the volume swept (--sweep-every)");
+    }
+
+    /// Watches every folder below one that is watched.
+    void watchBelow(const std::string& top, Report report) {
+        const auto wants = [&](const std::string& folder) {
+            return report == Report::whatChanged && hasChanged(job_, folder);
+        };
+        std::vector<std::string> changed;
+        if (wants(top)) changed.push_back(top);
+        const auto onError = [&](const std::string& problem) {
+            // The path begins at the first slash. What is gone by now needs no watching.
+            const auto slash = problem.find('/');
+            if (slash == std::string::npos || ::access(problem.c_str() + slash, F_OK) != 0) return;
+            job_.onProblem(problem + "; what appears there is not seen");
+            job_.events->addLost(job_.root);
+        };
+        Walker::walk(
+            top, onError,
+            [&](const WalkEntry& entry) {
+                if (report == Report::everything) job_.events->add(job_.root, entry.path);
+                if (!entry.isDirectory || job_.stop.isRaised()) return false;
+                if (isAtLimit_) return report == Report::everything;
+                const int parent = folders_.watchOf(Path::withoutLastComponent(entry.path));
+                const int watch = this->watch(entry.path);
+                if (watch < 0) return isAtLimit_ && report == Report::everything;
+                folders_.add(watch, parent, entry.name);
+                if (wants(entry.path)) changed.push_back(entry.path);
+                return true;
+            },
+            [&](std::string_view, Directory::ListedKind) { return report != Report::everything; });
+        for (const std::string& folder : changed)
+            reportEntries(job_, folder);
+    }
+
+    void drain() {
+        while (!job_.stop.isRaised()) {
+            const ssize_t got = ::read(inotify_.get(), buffer_.data(), buffer_.size());
+            if (got < 0 && errno == EINTR) continue;
+            if (got <= 0) return;
+            const auto bytes = std::as_bytes(std::span(buffer_)).first(static_cast<std::size_t>(got));
+            EventRecords::forEachInotify(bytes, [this](const InotifyRecord& record) { handle(record); });
+        }
+    }
+
+    void handle(const InotifyRecord& record) {
+        if ((record.mask & IN_Q_OVERFLOW) != 0) {
+            hasOverflown_ = true;
+            return;
+        }
+        if (!folders_.contains(record.watch)) return;
+        const bool isRoot = folders_.isRoot(record.watch);
+        if (isRoot && (record.mask & (IN_IGNORED | IN_UNMOUNT | IN_DELETE_SELF | IN_MOVE_SELF)) != 0) {
+            isOver_ = true;
+            // A volume that is unmounted is nobody's loss; a folder that is gone is news.
+            if ((record.mask & (IN_DELETE_SELF | IN_MOVE_SELF)) != 0) {
+                job_.onProblem(job_.root + " is gone; it is not watched any more");
+            }
+            return;
+        }
+        if ((record.mask & IN_IGNORED) != 0) {
+            folders_.remove(record.watch);
+            return;
+        }
+        if (record.name.empty()) return;
+        const bool isFolder = (record.mask & IN_ISDIR) != 0;
+        if ((record.mask & IN_MOVED_FROM) != 0) {
+            if (!isFolder) return;
+            for (const int gone : folders_.removeBelow(record.watch, record.name))
+                ::inotify_rm_watch(inotify_.get(), gone);
+            return;
+        }
+        std::string path = Path::joined(folders_.path(record.watch), record.name);
+        if (isFolder && (record.mask & (IN_CREATE | IN_MOVED_TO)) != 0) enter(path, record);
+        job_.events->add(job_.root, std::move(path));
+    }
+
+    /// A folder that has just appeared.
+    void enter(const std::string& path, const InotifyRecord& record) {
+        const int watch = this->watch(path);
+        if (watch >= 0 && !folders_.add(watch, record.watch, record.name)) return;  // found in a listing already
+        if (watch >= 0 || isAtLimit_) watchBelow(path, Report::everything);
+    }
+
+    const WatchJob& job_;
+    std::vector<char> buffer_;
+    FileDescriptor inotify_;
+    WatchedFolders folders_;
+    bool isAtLimit_ = false;
+    bool hasToldLimit_ = false;
+    bool hasOverflown_ = false;
+    bool isOver_ = false;
+};
+
+}  // namespace
+
+void run(const WatchJob& job) {
+    Watch(job).run();
+}
+
+}  // namespace varnel::InotifyWatch

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/eventfd.h>
+
+#include <atomic>
+
+#include "core/base/FileDescriptor.h"
+
+namespace varnel {
+
+/// Ends a thread that waits in poll(): readable from the moment that it is raised.
+class StopSignal {
+public:
+    StopSignal() : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+    void raise() {
+        isRaised_ = true;
+        ::eventfd_write(event_.get(), 1);
+    }
+    bool isRaised() const { return isRaised_; }
+    int descriptor() const { return event_.get(); }
+
+private:
+    FileDescriptor event_;
+    std::atomic<bool> isRaised_{false};
+};
+
+/// Waits until `descriptor` can be read. False once the signal is raised.
+bool waitUnlessStopped(int descriptor, const StopSignal& stop);
+
+}  // namespace varnel

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <ctime>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/linux/EventBatcher.h"
+#include "platform/linux/StopSignal.h"
+
+namespace varnel {
+
+/// One folder to be watched with everything below it, as far as its file system reaches: a volume, as a rule. Each job
+/// has a thread of its own, so that a server that does not answer holds up nothing else.
+struct WatchJob {
+    std::string root;
+    timespec begun{};     ///< What appears from this moment on is reported.
+    bool isLate = false;  ///< That moment was before the job could begin: the volume was mounted meanwhile.
+    std::shared_ptr<EventBatcher> events;
+    std::function<void()> onReady;                      ///< Everything is being watched.
+    std::function<void(const std::string&)> onProblem;  ///< One line for people.
+    StopSignal stop;
+};
+
+/// Whether something appeared in a folder, or went, since the job began. Errs towards yes by the steps in which file
+/// systems count time.
+bool hasChanged(const WatchJob& job, const std::string& folder);
+
+/// Reports what lies in a folder, not below its subfolders.
+void reportEntries(const WatchJob& job, const std::string& folder);
+
+/// Reports everything below a folder.
+void reportContents(const WatchJob& job, const std::string& folder);
+
+/// Reports what lies in every folder that has changed.
+void reportWhatChanged(const WatchJob& job);
+
+}  // namespace varnel

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/WatchThread.h"
+
+#ifndef __linux__
+#error "This source is for Linux."
+#endif
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "core/scan/FSInfo.h"
+#include "platform/linux/FanotifyWatch.h"
+#include "platform/linux/InotifyWatch.h"
+#include "platform/linux/WatchJob.h"
+
+namespace varnel {
+namespace {
+
+/// How long an end may take before the thread counts as held by a server.
+constexpr std::chrono::seconds patience{1};
+
+}  // namespace
+
+/// Shared with the thread, which may outlive the object.
+struct WatchThread::State {
+    explicit State(std::unique_ptr<WatchJob> what) : job(std::move(what)) {}
+
+    void note(bool& fact) {
+        {
+            const std::lock_guard lock(mutex);
+            fact = true;
+        }
+        changed.notify_all();
+    }
+
+    bool waitFor(const bool& fact, std::chrono::steady_clock::time_point deadline) {
+        std::unique_lock lock(mutex);
+        return changed.wait_until(lock, deadline, [&fact] { return fact; });
+    }
+
+    std::unique_ptr<WatchJob> job;
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool isReady = false;
+    bool hasEnded = false;
+};
+
+WatchThread::WatchThread(std::unique_ptr<WatchJob> job) : state_(std::make_shared<State>(std::move(job))) {
+    state_->job->onReady = [state = state_.get()] { state->note(state->isReady); };
+    thread_ = std::thread([state = state_] {
+        // A mark on the whole file system would report far more than one folder of it.
+        const bool isVolume = FSInfo::isMountPoint(state->job->root);
+        if (!isVolume || FanotifyWatch::run(*state->job) == FanotifyWatch::Outcome::refused) {
+            InotifyWatch::run(*state->job);
+        }
+        state->note(state->isReady);
+        state->note(state->hasEnded);
+    });
+}
+
+WatchThread::~WatchThread() {
+    stop();
+    if (state_->waitFor(state_->hasEnded, std::chrono::steady_clock::now() + patience)) {
+        thread_.join();
+    } else {
+        thread_.detach();
+    }
+}
+
+void WatchThread::stop() const {
+    state_->job->stop.raise();
+}
+
+void WatchThread::waitUntilReady(std::chrono::steady_clock::time_point deadline) const {
+    state_->waitFor(state_->isReady, deadline);
+}
+
+bool WatchThread::hasEnded() const {
+    const std::lock_guard lock(state_->mutex);
+    return state_->hasEnded;
+}
+
+}  // namespace varnel
