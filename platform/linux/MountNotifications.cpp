@@ -38,6 +38,9 @@ class MountTableNotifications final : public MountNotifications {
 public:
     MountTableNotifications() : monitor_(mnt_new_monitor()) {
         if (!monitor_ || mnt_monitor_enable_kernel(monitor_.get(), 1) != 0) return;
+        // The monitor begins when its descriptor is first asked for; the table is read after that.
+        descriptor_ = mnt_monitor_get_fd(monitor_.get());
+        if (descriptor_ < 0) return;
         known_ = MountTable::places();
         thread_ = std::thread([this] { follow(); });
     }
@@ -68,7 +71,7 @@ private:
     };
 
     void follow() {
-        while (waitUnlessStopped(mnt_monitor_get_fd(monitor_.get()), stop_)) {
+        while (waitUnlessStopped(descriptor_, stop_)) {
             mnt_monitor_event_cleanup(monitor_.get());
             Mounts now = MountTable::places();
             const bool hasNew = !std::includes(known_.begin(), known_.end(), now.begin(), now.end());
@@ -92,6 +95,7 @@ private:
     }
 
     Monitor monitor_;
+    int descriptor_ = -1;  // the monitor's
     StopSignal stop_;
     Mounts known_;  // of the thread
     std::mutex mutex_;

@@ -3,15 +3,18 @@
 
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -98,6 +101,14 @@ int runUnprivileged(const std::function<void()>& body) {
             require(::setresuid(nobody, nobody, nobody) == 0, "setresuid");
         },
         body);
+}
+
+bool dropSystemAdministration() {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    std::array<__user_cap_data_struct, 2> sets{};
+    if (::syscall(SYS_capget, &header, sets.data()) != 0) return false;
+    sets[0].effective &= ~(std::uint32_t{1} << CAP_SYS_ADMIN);
+    return ::syscall(SYS_capset, &header, sets.data()) == 0;
 }
 
 void shell(const std::string& command) {

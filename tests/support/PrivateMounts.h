@@ -29,6 +29,10 @@ int runInChild(const std::function<void()>& body);
 /// The same as a person without privileges: another user, no group, no capability. Needs root.
 int runUnprivileged(const std::function<void()>& body);
 
+/// From now on this thread, and those that it starts, may not administer the system, though root; programs that it
+/// starts may again. False where that cannot be arranged.
+bool dropSystemAdministration();
+
 /// Runs a shell command; throws with its output where it fails.
 void shell(const std::string& command);
 

@@ -29,25 +29,15 @@
 #include "tests/support/Program.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Vectors.h"
+#include "tests/support/Waiting.h"
 
 namespace varnel {
 namespace {
 
+using tests::comesTrue;
 using tests::Manifest;
 using tests::TemporaryFolder;
 using Failures = std::vector<ExecResult::Failure>;
-
-constexpr std::chrono::seconds patience{20};
-
-/// Waits for a condition; false when it never came true.
-bool comesTrue(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::yield();
-    }
-    return true;
-}
 
 /// The failing disk: what lies in "real" appears in "disk".
 class FaultyDisk {
