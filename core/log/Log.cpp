@@ -12,9 +12,11 @@
 #include <cstdint>
 #include <ctime>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "core/base/FileDescriptor.h"
 #include "core/base/HomeFolder.h"
@@ -41,6 +43,12 @@ void makeFolders(const std::string& directory) {
     ::mkdir(directory.c_str(), folderMode);
 }
 
+FileDescriptor openFile(const std::string& directory, const std::string& path) {
+    makeFolders(directory);
+    return FileDescriptor(
+        ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, fileMode));
+}
+
 std::int64_t systemClock() {
     return static_cast<std::int64_t>(std::time(nullptr));
 }
@@ -49,7 +57,29 @@ std::int64_t systemClock() {
 
 /// What the queue's work needs, shared with it so that a line outlives the log that took it.
 struct Log::File {
-    explicit File(FileDescriptor opened) : descriptor(std::move(opened)) {}
+    File(FileDescriptor opened, Echo listener) : descriptor(std::move(opened)), echo(std::move(listener)) {}
+
+    /// Takes a line for later. True where somebody has to call writeWaiting() on the queue: a storm of lines must not
+    /// wake the queue for each.
+    bool take(std::string line) {
+        const std::lock_guard lock(mutex);
+        waiting.push_back(std::move(line));
+        return !std::exchange(isScheduled, true);
+    }
+
+    /// On the log's queue only.
+    void writeWaiting() {
+        std::vector<std::string> lines;
+        {
+            const std::lock_guard lock(mutex);
+            lines.swap(waiting);
+            isScheduled = false;
+        }
+        for (const std::string& line : lines) {
+            if (descriptor.isOpen()) append(line);
+            if (echo) echo(std::string_view(line).substr(0, line.size() - 1));
+        }
+    }
 
     /// On the log's queue only.
     void append(std::string_view line) {
@@ -73,43 +103,37 @@ struct Log::File {
         }
     }
 
-    FileDescriptor descriptor;
+    std::mutex mutex;
+    std::vector<std::string> waiting;
+    bool isScheduled = false;
+
+    FileDescriptor descriptor;  // none where no file could be opened
+    Echo echo;
     bool isBroken = false;  // the file ends in the middle of a line
     std::atomic<int> lastError{0};
 };
 
-Log::Log(std::string path, std::shared_ptr<File> file, std::shared_ptr<SerialQueue> queue, Clock clock, Echo echo)
-    : path_(std::move(path)),
-      file_(std::move(file)),
-      queue_(std::move(queue)),
-      clock_(std::move(clock)),
-      echo_(std::move(echo)) {}
+Log::Log(std::string path, std::shared_ptr<File> file, std::shared_ptr<SerialQueue> queue, Clock clock)
+    : path_(std::move(path)), file_(std::move(file)), queue_(std::move(queue)), clock_(std::move(clock)) {}
 
 std::shared_ptr<Log> Log::open(const std::string& directory) {
     return open(directory, SerialQueue::create(queueLabel), systemClock);
 }
 
 std::shared_ptr<Log> Log::open(const std::string& directory, std::shared_ptr<SerialQueue> queue, Clock clock) {
-    makeFolders(directory);
     std::string path = Path::joined(directory, fileName);
-    auto file = openFile(path);
-    if (!file) return nullptr;
-    return std::shared_ptr<Log>(new Log(std::move(path), std::move(file), std::move(queue), std::move(clock), nullptr));
+    auto file = openFile(directory, path);
+    if (!file.isOpen()) return nullptr;
+    return std::shared_ptr<Log>(
+        new Log(std::move(path), std::make_shared<File>(std::move(file), nullptr), std::move(queue), std::move(clock)));
 }
 
 std::shared_ptr<Log> Log::openEchoing(const std::string& directory, Echo echo) {
-    makeFolders(directory);
     std::string path = Path::joined(directory, fileName);
-    auto file = openFile(path);
-    if (!file) path.clear();
-    return std::shared_ptr<Log>(
-        new Log(std::move(path), std::move(file), SerialQueue::create(queueLabel), systemClock, std::move(echo)));
-}
-
-std::shared_ptr<Log::File> Log::openFile(const std::string& path) {
-    FileDescriptor file(
-        ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, fileMode));
-    return file.isOpen() ? std::make_shared<File>(std::move(file)) : nullptr;
+    auto file = openFile(directory, path);
+    if (!file.isOpen()) path.clear();
+    return std::shared_ptr<Log>(new Log(std::move(path), std::make_shared<File>(std::move(file), std::move(echo)),
+                                        SerialQueue::create(queueLabel), systemClock));
 }
 
 std::string Log::defaultDirectory() {
@@ -120,8 +144,7 @@ void Log::write(std::string_view message) {
     const std::string text = Text::repaired(message);
     std::string line = LogStamp::text(clock_()) + ' ' + text + '\n';
     SystemLog::mirror(text);
-    if (echo_) echo_(std::string_view(line).substr(0, line.size() - 1));
-    if (file_) queue_->async([file = file_, line = std::move(line)] { file->append(line); });
+    if (file_->take(std::move(line))) queue_->async([file = file_] { file->writeWaiting(); });
 }
 
 void Log::flush() {
@@ -129,7 +152,7 @@ void Log::flush() {
 }
 
 int Log::lastError() const {
-    return file_ ? file_->lastError.load() : 0;
+    return file_->lastError;
 }
 
 }  // namespace varnel

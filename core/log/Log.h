@@ -26,7 +26,7 @@ public:
     static std::shared_ptr<Log> open(const std::string& directory);
     static std::shared_ptr<Log> open(const std::string& directory, std::shared_ptr<SerialQueue> queue, Clock clock);
 
-    /// The same, with each line handed to `echo` as well, on the thread that writes it; never null, because lines that
+    /// The same, with each line handed to `echo` as well, on the log's queue; never null, because lines that
     /// can go into no file are still worth hearing.
     using Echo = std::function<void(std::string_view line)>;
     static std::shared_ptr<Log> openEchoing(const std::string& directory, Echo echo);
@@ -54,14 +54,12 @@ public:
 private:
     struct File;
 
-    Log(std::string path, std::shared_ptr<File> file, std::shared_ptr<SerialQueue> queue, Clock clock, Echo echo);
-    static std::shared_ptr<File> openFile(const std::string& path);
+    Log(std::string path, std::shared_ptr<File> file, std::shared_ptr<SerialQueue> queue, Clock clock);
 
     std::string path_;
     std::shared_ptr<File> file_;
     std::shared_ptr<SerialQueue> queue_;
     Clock clock_;
-    Echo echo_;
 };
 
 }  // namespace varnel
