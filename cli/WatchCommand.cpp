@@ -171,7 +171,7 @@ void waitFor(const sigset_t& signals) {
     }
 }
 
-/// Ends the watcher, and the process where a volume does not let it end.
+/// Ends the watcher, and the process where the watcher does not end in time.
 void endInTime(const std::shared_ptr<Watcher>& watcher) {
     auto ended = std::make_shared<std::promise<void>>();
     auto hasEnded = ended->get_future();
@@ -180,9 +180,9 @@ void endInTime(const std::shared_ptr<Watcher>& watcher) {
         ended->set_value();
     }).detach();
     if (hasEnded.wait_for(longestEnd) == std::future_status::ready) return;
-    say("a volume does not answer; the last call to it is left to the system");
+    say("a sweep is still at work, or a volume does not answer; ended all the same");
     Output::finish();
-    ::_exit(static_cast<int>(ExitStatus::failed));
+    ::_exit(static_cast<int>(ExitStatus::interrupted));
 }
 
 }  // namespace

@@ -11,7 +11,9 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -574,6 +576,52 @@ TEST(WatcherDeathTest, TrapsWhenTouchedOffItsQueue) {
     WatcherRig rig;
     rig.start();
     EXPECT_DEATH(rig.script.request.deliver({}, {}, 0), "off its queue");
+}
+
+TEST(WatcherVolumes, AFolderThatAnUnmountedVolumeLeftBehindIsLeftAlone) {
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    EXPECT_EQ(mounts.run([] {
+        WatcherRig rig;
+        rig.file("._under");
+        tests::mountTmpfs(rig.root);
+        rig.file("._over");
+        rig.start();
+        tests::unmount(rig.root);
+        rig.deliver({rig.at("._under")});
+        EXPECT_TRUE(rig.has("._under"));
+        rig.watcher->sweepNow();
+        rig.queue->run();
+        EXPECT_TRUE(rig.has("._under"));
+        // Another volume in the same place, before anybody has said so.
+        tests::mountTmpfs(rig.root);
+        rig.file("._other");
+        rig.deliver({rig.at("._other")});
+        EXPECT_TRUE(rig.has("._other"));
+        rig.mounts->post(MountNotifications::Kind::didMount);
+        rig.queue->run();
+        rig.deliver({rig.at("._other")});
+        EXPECT_FALSE(rig.has("._other"));
+        tests::unmount(rig.root);
+    }),
+              0);
+}
+
+TEST(WatcherEvents, OpensNothingThatStaysOpen) {
+    WatcherRig rig;
+    rig.start();
+    const auto openNow = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                             std::filesystem::directory_iterator());
+    };
+    rig.file("a/._1");
+    rig.deliver({rig.at("a/._1")});
+    const auto before = openNow();
+    for (const char* name : {"a/._2", "b/._3", "b/__MACOSX/x"})
+        rig.file(name);
+    rig.deliver({rig.at("a/._2"), rig.at("b/._3"), rig.at("b/__MACOSX")});
+    EXPECT_EQ(openNow(), before);
+    EXPECT_FALSE(rig.has("b/__MACOSX"));
 }
 
 }  // namespace

@@ -14,11 +14,16 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
+#include <ios>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "tests/support/Waiting.h"
 
 namespace varnel::tests {
 namespace {
@@ -132,6 +137,55 @@ Finished Program::runOnTerminal(const std::vector<std::string>& arguments, std::
     ::close(terminal);
     finished.status = statusOf(child);
     return finished;
+}
+
+namespace {
+
+std::string contentsOf(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace
+
+RunningProgram::RunningProgram(const std::string& home, const std::vector<std::string>& arguments)
+    : outFile_(home + "/out"), errorFile_(home + "/errors") {
+    process_ = ::fork();
+    if (process_ < 0) throw std::runtime_error("no process");
+    if (process_ == 0) {
+        constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+        ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+        ::dup2(::open(outFile_.c_str(), flags, 0644), STDOUT_FILENO);
+        ::dup2(::open(errorFile_.c_str(), flags, 0644), STDERR_FILENO);
+        become(home, arguments);
+    }
+}
+
+RunningProgram::~RunningProgram() {
+    if (process_ > 0) end(SIGKILL);
+}
+
+std::string RunningProgram::out() const {
+    return contentsOf(outFile_);
+}
+
+std::string RunningProgram::errors() const {
+    return contentsOf(errorFile_);
+}
+
+bool RunningProgram::says(const std::string& text) const {
+    return comesTrue([&] { return out().find(text) != std::string::npos; });
+}
+
+bool RunningProgram::complains(const std::string& text) const {
+    return comesTrue([&] { return errors().find(text) != std::string::npos; });
+}
+
+int RunningProgram::end(int signal) {
+    ::kill(process_, signal);
+    const int status = statusOf(process_);
+    process_ = -1;
+    return status;
 }
 
 std::function<bool(const std::string&)> shows(std::string text) {

@@ -38,6 +38,31 @@ private:
     std::string home_;
 };
 
+/// The tool while it runs, with what it has said so far. Killed where it still runs in the end.
+class RunningProgram {
+public:
+    RunningProgram(const std::string& home, const std::vector<std::string>& arguments);
+    ~RunningProgram();
+    RunningProgram(const RunningProgram&) = delete;
+    RunningProgram& operator=(const RunningProgram&) = delete;
+
+    /// Waits until its output, or its messages, hold a text; false where that never came.
+    bool says(const std::string& text) const;
+    bool complains(const std::string& text) const;
+
+    std::string out() const;
+    std::string errors() const;
+    pid_t process() const { return process_; }
+
+    /// Sends a signal and waits for the end; gives the exit status, or 128 and the signal.
+    int end(int signal);
+
+private:
+    std::string outFile_;
+    std::string errorFile_;
+    pid_t process_ = -1;
+};
+
 /// A condition for typing: the text has appeared.
 std::function<bool(const std::string&)> shows(std::string text);
 
