@@ -8,9 +8,12 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -33,6 +36,7 @@ constexpr const char* queueLabel = "com.quorin.varnel.log";
 constexpr const char* fileName = "varnel.log";
 constexpr mode_t folderMode = 0777;  // as far as the umask lets
 constexpr mode_t fileMode = 0666;
+constexpr std::chrono::milliseconds longestGathering{1};
 
 /// Makes the folder with every folder above it that is missing. What fails shows when the file is opened.
 void makeFolders(const std::string& directory) {
@@ -59,26 +63,43 @@ std::int64_t systemClock() {
 struct Log::File {
     File(FileDescriptor opened, Echo listener) : descriptor(std::move(opened)), echo(std::move(listener)) {}
 
-    /// Takes a line for later. True where somebody has to call writeWaiting() on the queue: a storm of lines must not
-    /// wake the queue for each.
-    bool take(std::string line) {
+    /// Takes a message for later. True where somebody has to call writeWaiting() on the queue.
+    bool take(std::int64_t now, std::string_view message) {
         const std::lock_guard lock(mutex);
-        waiting.push_back(std::move(line));
+        if (now != stampedSecond) {
+            stamp = LogStamp::text(now);
+            stampedSecond = now;
+        }
+        std::string& line = waiting.emplace_back();
+        line.reserve(stamp.size() + message.size() + 2);
+        line.append(stamp).append(1, ' ').append(message).append(1, '\n');
         return !std::exchange(isScheduled, true);
     }
 
-    /// On the log's queue only.
+    /// Writes what waits, and stays for what follows shortly: in a storm of lines it would cost more to wake this
+    /// thread for each than to write them. On the log's queue only.
     void writeWaiting() {
         std::vector<std::string> lines;
-        {
-            const std::lock_guard lock(mutex);
+        std::unique_lock lock(mutex);
+        while (!waiting.empty()) {
             lines.swap(waiting);
-            isScheduled = false;
+            lock.unlock();
+            for (const std::string& line : lines) {
+                if (descriptor.isOpen()) append(line);
+                if (echo) echo(std::string_view(line).substr(0, line.size() - 1));
+            }
+            lines.clear();
+            lock.lock();
+            awaited.wait_for(lock, longestGathering, [this] { return isFlushing; });
         }
-        for (const std::string& line : lines) {
-            if (descriptor.isOpen()) append(line);
-            if (echo) echo(std::string_view(line).substr(0, line.size() - 1));
-        }
+        isScheduled = false;
+    }
+
+    /// Ends the gathering, so that whoever waits for the lines does not wait for more of them.
+    void setFlushing(bool isWanted) {
+        const std::lock_guard lock(mutex);
+        isFlushing = isWanted;
+        awaited.notify_all();
     }
 
     /// On the log's queue only.
@@ -104,8 +125,12 @@ struct Log::File {
     }
 
     std::mutex mutex;
+    std::condition_variable awaited;
     std::vector<std::string> waiting;
     bool isScheduled = false;
+    bool isFlushing = false;
+    std::string stamp;  // of the second below: most lines share theirs with the line before
+    std::int64_t stampedSecond = std::numeric_limits<std::int64_t>::min();
 
     FileDescriptor descriptor;  // none where no file could be opened
     Echo echo;
@@ -142,13 +167,14 @@ std::string Log::defaultDirectory() {
 
 void Log::write(std::string_view message) {
     const std::string text = Text::repaired(message);
-    std::string line = LogStamp::text(clock_()) + ' ' + text + '\n';
     SystemLog::mirror(text);
-    if (file_->take(std::move(line))) queue_->async([file = file_] { file->writeWaiting(); });
+    if (file_->take(clock_(), text)) queue_->async([file = file_] { file->writeWaiting(); });
 }
 
 void Log::flush() {
+    file_->setFlushing(true);
     queue_->sync([] {});
+    file_->setFlushing(false);
 }
 
 int Log::lastError() const {

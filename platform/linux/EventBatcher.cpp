@@ -86,9 +86,10 @@ void EventBatcher::run() {
         if (isEnded_) return;
         Batch batch = takeBatch();
         isOut_ = true;
+        // What is left behind a full batch has been waiting as long as the batch was.
+        if (waiting_.empty()) next = steady_clock::now() + latency_;
         lock.unlock();
         hand(std::move(batch));
-        next = steady_clock::now() + latency_;
         lock.lock();
     }
 }
@@ -118,11 +119,22 @@ void EventBatcher::hand(Batch batch) {
             if (self->isEnded_) return;
         }
         self->deliver_(batch.paths, batch.flags, static_cast<std::int64_t>(batch.paths.size()));
+        Batch next;
         {
             const std::lock_guard lock(self->mutex_);
-            self->isOut_ = false;
+            // In a storm the thread that gathers need not be woken for every batch. Other work on the queue comes
+            // first.
+            if (self->waiting_.size() >= longestBatch) {
+                next = self->takeBatch();
+            } else {
+                self->isOut_ = false;
+            }
         }
-        self->changed_.notify_all();
+        if (next.paths.empty()) {
+            self->changed_.notify_all();
+        } else {
+            self->hand(std::move(next));
+        }
     });
 }
 
