@@ -79,27 +79,39 @@ struct Log::File {
     /// Writes what waits, and stays for what follows shortly: in a storm of lines it would cost more to wake this
     /// thread for each than to write them. On the log's queue only.
     void writeWaiting() {
-        std::vector<std::string> lines;
         std::unique_lock lock(mutex);
-        while (!waiting.empty()) {
-            lines.swap(waiting);
-            lock.unlock();
-            for (const std::string& line : lines) {
-                if (descriptor.isOpen()) append(line);
-                if (echo) echo(std::string_view(line).substr(0, line.size() - 1));
-            }
-            lines.clear();
-            lock.lock();
-            awaited.wait_for(lock, longestGathering, [this] { return isFlushing; });
+        while (!waiting.empty() && flushes == 0) {
+            writeOnce(lock);
+            awaited.wait_for(lock, longestGathering, [this] { return flushes > 0; });
         }
-        isScheduled = false;
+        // Where somebody flushes, the lines that are left are theirs.
+        isScheduled = !waiting.empty();
     }
 
-    /// Ends the gathering, so that whoever waits for the lines does not wait for more of them.
-    void setFlushing(bool isWanted) {
+    /// Announces a call of flush(), so that the gathering ends. Safe from any thread.
+    void announceFlush() {
         const std::lock_guard lock(mutex);
-        isFlushing = isWanted;
+        ++flushes;
         awaited.notify_all();
+    }
+
+    /// Writes what waits now, however many lines others add meanwhile. On the log's queue only.
+    void flush() {
+        std::unique_lock lock(mutex);
+        --flushes;
+        isScheduled = false;
+        writeOnce(lock);
+    }
+
+    void writeOnce(std::unique_lock<std::mutex>& lock) {
+        std::vector<std::string> lines;
+        lines.swap(waiting);
+        lock.unlock();
+        for (const std::string& line : lines) {
+            if (descriptor.isOpen()) append(line);
+            if (echo) echo(std::string_view(line).substr(0, line.size() - 1));
+        }
+        lock.lock();
     }
 
     /// On the log's queue only.
@@ -128,7 +140,7 @@ struct Log::File {
     std::condition_variable awaited;
     std::vector<std::string> waiting;
     bool isScheduled = false;
-    bool isFlushing = false;
+    int flushes = 0;    // that were called and have not written yet
     std::string stamp;  // of the second below: most lines share theirs with the line before
     std::int64_t stampedSecond = std::numeric_limits<std::int64_t>::min();
 
@@ -166,15 +178,15 @@ std::string Log::defaultDirectory() {
 }
 
 void Log::write(std::string_view message) {
+    const std::int64_t now = clock_();
     const std::string text = Text::repaired(message);
     SystemLog::mirror(text);
-    if (file_->take(clock_(), text)) queue_->async([file = file_] { file->writeWaiting(); });
+    if (file_->take(now, text)) queue_->async([file = file_] { file->writeWaiting(); });
 }
 
 void Log::flush() {
-    file_->setFlushing(true);
-    queue_->sync([] {});
-    file_->setFlushing(false);
+    file_->announceFlush();
+    queue_->sync([this] { file_->flush(); });
 }
 
 int Log::lastError() const {
