@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "cli/ExitStatus.h"
+#include "cli/Output.h"
 #include "core/rules/Rule.h"
 #include "core/rules/RuleScope.h"
 #include "core/rules/RuleSet.h"
@@ -188,7 +189,8 @@ private:
     }
 
     static Answer wrongUsage(const std::string& problem) {
-        return {"varnel: " + problem + "\nTry `varnel --help`.\n", /*isError=*/true, ExitStatus::wrongUsage};
+        return {"varnel: " + Output::shownInMessage(problem) + "\nTry `varnel --help`.\n", /*isError=*/true,
+                ExitStatus::wrongUsage};
     }
 
     Answer answer(const CLI::ParseError& error) {

@@ -29,6 +29,12 @@
 namespace varnel::cli {
 namespace {
 
+constexpr const char* noTerminal =
+    "clean asks before it deletes, and there is no terminal to ask at; --yes goes without asking.";
+
+/// What stands for the type where the system does not tell it.
+constexpr const char* unknownType = "unknown";
+
 /// The result of one path as one JSON object.
 std::string json(const std::string& path, bool dryRun, const ExecResult& result,
                  const std::vector<std::string>& errors) {
@@ -91,8 +97,17 @@ private:
         if (const auto refusal = whyRefused(path)) return refuse(path, *refusal);
         // Without knowing which volume this is, nobody could tell another one that takes its place; nothing matches
         // this.
-        const auto volume = VolumeIdentity::of(path).value_or(VolumeIdentity());
+        const auto known = VolumeIdentity::of(path);
+        const auto volume = known.value_or(VolumeIdentity());
+        // Asked after the volume was looked at, which mounts one that waits to be used.
+        const std::string type = FSInfo::type(path).value_or(unknownType);
+        if (known) {
+            if (const auto refusal = whyNotWanted(path, type)) return refuse(path, *refusal);
+        }
         Plan plan = scan(path);
+        if (plan.volume.fsType != type) {
+            if (const auto refusal = whyNotWanted(path, plan.volume.fsType)) return refuse(path, *refusal);
+        }
         auto status = plan.errors.empty() ? ExitStatus::done : ExitStatus::failed;
         if (const std::string problem = Target::problem(path); !problem.empty()) {
             Output::message(Output::shownInMessage(path) + ": " + problem);
@@ -104,7 +119,10 @@ private:
             if (arguments_.selection.json) Output::result(json(path, arguments_.dryRun, {}, plan.errors));
             return status;
         }
-        if (asks() && !Terminal::ask("Clean? [y/N] ")) return graver(status, ExitStatus::failed);
+        if (asks() && !Terminal::ask("Clean? [y/N] ")) {
+            if (arguments_.selection.json) Output::result(json(path, arguments_.dryRun, {}, plan.errors));
+            return graver(status, ExitStatus::failed);
+        }
         return graver(status, remove(plan, volume));
     }
 
@@ -129,8 +147,19 @@ private:
                        "); --allow-live-forks cleans it all the same.";
             }
         }
-        const std::string type = FSInfo::type(path).value_or("unknown");
-        if (arguments_.macFormat || arguments_.dryRun || !Volume::isMacFormat(type)) return std::nullopt;
+        return std::nullopt;
+    }
+
+    /// Why nothing on a volume of that type may be removed, or none where it may, or the person says so.
+    std::optional<std::string> whyNotWanted(const std::string& path, const std::string& volumeType) const {
+        const std::string type = Output::shownInMessage(volumeType);
+        if (arguments_.macFormat || arguments_.dryRun) return std::nullopt;
+        if (volumeType == unknownType) {
+            return "is on a volume whose format cannot be learned, so it may be a Mac's; --mac-format cleans it all "
+                   "the "
+                   "same.";
+        }
+        if (!Volume::isMacFormat(volumeType)) return std::nullopt;
         if (canAsk_ &&
             Terminal::ask(Output::shownInMessage(path) + " is on a " + type +
                           " volume\nThis is a Mac format. Deleting metadata here only affects Finder cosmetics, "
@@ -160,7 +189,7 @@ private:
         for (const std::string& folder : kept)
             print("  note: " + noteOnKept(Output::shown(folder)) + '\n');
         // Nobody weighs anything when nothing is asked, and reading every companion is dear.
-        if (arguments_.yes) return;
+        if (arguments_.yes && !arguments_.dryRun) return;
         for (const std::string& line : Notes::about(plan))
             print("  note: " + line + '\n');
     }
@@ -172,8 +201,8 @@ private:
     ExitStatus remove(const Plan& plan, const std::optional<VolumeIdentity>& volume) {
         const bool dryRun = arguments_.dryRun;
         ExecResult result;
+        const Interruption::Deferred deferred;
         {
-            const Interruption::Deferred deferred;
             ProgressLine progress;
             const auto all = static_cast<std::int64_t>(plan.items.size());
             const auto mayGoOn = [&](const ExecResult& soFar) {
@@ -190,6 +219,9 @@ private:
         for (const ExecResult::Failure& failure : result.failures) {
             Output::message(Output::shownInMessage(failure.path) + " — " + failure.reason);
         }
+        // Whoever interrupts what follows has at least been told of this.
+        Output::flush();
+        if (log_) log_->flush();
         return result.ok() ? ExitStatus::done : ExitStatus::failed;
     }
 
@@ -203,7 +235,13 @@ private:
 ExitStatus runClean(const CleanArguments& arguments) {
     Interruption::begin();
     if (!arguments.yes && !arguments.dryRun && !Terminal::canAsk()) {
-        Output::message("clean asks before it deletes, and there is no terminal to ask at; --yes goes without asking.");
+        Output::message(noTerminal);
+        for (const std::string& path : arguments.paths) {
+            if (!arguments.selection.json) break;
+            ExecResult result;
+            result.failures.push_back({path, noTerminal});
+            Output::result(json(path, arguments.dryRun, result, {}));
+        }
         return ExitStatus::refused;
     }
     Clean clean(arguments);

@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "cli/ExitStatus.h"
+#include "cli/Output.h"
 #include "cli/ProgressLine.h"
 
 namespace varnel::cli::Interruption {
@@ -79,6 +80,8 @@ void handOn(int) {
     eraseProgress();
     // Said before the end, which may take as long as the disk likes.
     if (::write(announcements, "x", 1) < 0) ::_exit(static_cast<int>(ExitStatus::interrupted));
+    // What was done before is told, where it was printed but not sent on yet.
+    Output::flush();
     ::_exit(static_cast<int>(ExitStatus::interrupted));
 }
 

@@ -11,13 +11,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "cli/AppleDouble.h"
 #include "core/base/ByteCount.h"
-#include "core/base/Checked.h"
 #include "core/base/FileDescriptor.h"
 #include "core/base/Text.h"
 #include "core/plan/Plan.h"
@@ -59,7 +59,10 @@ void addContents(const std::string& folder, Contents& contents) {
     ++contents.folders;
     Walker::walk(folder, ignoreProblem, [&contents](const WalkEntry& entry) {
         ++contents.entries;
-        contents.bytes = addOrTrap(contents.bytes, std::max<std::int64_t>(0, entry.size));
+        // Only a hint for a person: sparse files may claim more than there is room for on any disk.
+        if (__builtin_add_overflow(contents.bytes, std::max<std::int64_t>(0, entry.size), &contents.bytes)) {
+            contents.bytes = std::numeric_limits<std::int64_t>::max();
+        }
         return true;
     });
 }

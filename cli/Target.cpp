@@ -47,7 +47,7 @@ bool isProtected(const std::string& path) {
     if (PathGuard::isForbidden(path)) return true;
     std::error_code error;
     const std::filesystem::path physical = std::filesystem::canonical(path, error);
-    return !error && PathGuard::isForbidden(physical.string());
+    return !error && PathGuard::isForbiddenPlace(physical.native());
 }
 
 std::string problem(const std::string& path) {

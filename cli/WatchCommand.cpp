@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -49,23 +50,27 @@ void say(const std::string& problem) {
     Output::message(Output::shownInMessage(problem));
 }
 
-/// Why a folder is not watched, or none.
-std::optional<std::string> whyRefused(const std::string& path, bool allowLiveForks) {
-    if (Target::isProtected(path)) return "is a protected system path.";
-    if (!allowLiveForks) {
-        if (const auto share = LiveForks::touching(path)) {
-            return "is shared by a file server that keeps live data in ._ files (" + share->configuration +
-                   "); --allow-live-forks watches it all the same.";
-        }
-    }
-    return std::nullopt;
-}
-
 Volume volumeAt(const std::string& path) {
     const auto system = MountedVolumes::current();
     const auto attachment = system->attachment(path).value_or(MountedVolumes::Attachment());
     return {path, FSInfo::type(path).value_or("unknown"), attachment.isLocal.value_or(true),
             attachment.isRemovable.value_or(false), attachment.isInternal.value_or(false)};
+}
+
+/// Why a folder is not watched, or none.
+std::optional<std::string> whyRefused(const Volume& volume, bool allowLiveForks) {
+    if (Target::isProtected(volume.mountPoint)) return "is a protected system path.";
+    if (!allowLiveForks) {
+        if (const auto share = LiveForks::touching(volume.mountPoint)) {
+            return "is shared by a file server that keeps live data in ._ files (" + share->configuration +
+                   "); --allow-live-forks watches it all the same.";
+        }
+    }
+    if (volume.isMacFormat()) {
+        return "is on a " + volume.fsType + " volume, a Mac format; such volumes are not watched.";
+    }
+    if (volume.fsType == "unknown") return "is on a volume whose format cannot be learned; it is not watched.";
+    return std::nullopt;
 }
 
 /// The folders that were named, as far as they can be watched.
@@ -79,30 +84,16 @@ public:
     ExitStatus status() const { return status_; }
     const std::vector<std::string>& paths() const { return paths_; }
 
-    /// Those that are there at the moment.
-    static std::vector<Volume> present(const std::vector<std::string>& paths) {
-        std::vector<Volume> volumes;
-        for (const std::string& path : paths) {
-            if (Target::problem(path).empty()) volumes.push_back(volumeAt(path));
-        }
-        return volumes;
-    }
-
 private:
     void take(const std::string& word, bool allowLiveForks) {
         const auto target = Target::path(word);
         if (!target) return refuse(word + ' ' + target.error(), ExitStatus::refused);
-        if (const auto refusal = whyRefused(*target, allowLiveForks)) {
-            return refuse(*target + ' ' + *refusal, ExitStatus::refused);
-        }
-        if (const std::string problem = Target::problem(*target); !problem.empty()) {
+        // What is missing is no refusal.
+        if (const std::string problem = Target::problem(*target); !problem.empty() && !Target::isProtected(*target)) {
             return refuse(*target + ": " + problem, ExitStatus::failed);
         }
-        const Volume volume = volumeAt(*target);
-        if (volume.isMacFormat()) {
-            return refuse(
-                *target + " is on a " + volume.fsType + " volume, a Mac format; such volumes are not watched.",
-                ExitStatus::refused);
+        if (const auto refusal = whyRefused(volumeAt(*target), allowLiveForks)) {
+            return refuse(*target + ' ' + *refusal, ExitStatus::refused);
         }
         paths_.push_back(*target);
     }
@@ -116,24 +107,44 @@ private:
     ExitStatus status_ = ExitStatus::done;
 };
 
-/// The visible volumes without those whose server keeps live data in ._ files; those are named once.
-std::function<std::vector<Volume>()> visibleVolumes(bool allowLiveForks) {
-    return
-        [allowLiveForks, told = std::make_shared<std::vector<std::string>>(), mutex = std::make_shared<std::mutex>()] {
-            std::vector<Volume> volumes = VolumeList::targets();
-            std::erase_if(volumes, [&](const Volume& volume) {
-                const auto refusal = whyRefused(volume.mountPoint, allowLiveForks);
-                if (!refusal) return false;
-                const std::lock_guard lock(*mutex);
-                if (std::find(told->begin(), told->end(), volume.mountPoint) == told->end()) {
-                    told->push_back(volume.mountPoint);
-                    say(volume.mountPoint + ' ' + *refusal);
-                }
-                return true;
-            });
-            return volumes;
-        };
+/// The named folders that are there at the moment.
+std::vector<Volume> present(const std::vector<std::string>& paths) {
+    std::vector<Volume> volumes;
+    for (const std::string& path : paths) {
+        if (Target::problem(path).empty()) volumes.push_back(volumeAt(path));
+    }
+    return volumes;
 }
+
+/// What is to be watched, asked anew whenever volumes come and go: another one may be in the place of a card that was
+/// fine, and a server may have begun to share it. Each refusal is told once.
+class Targets {
+public:
+    Targets(std::vector<std::string> paths, bool allowLiveForks)
+        : paths_(std::move(paths)), allowLiveForks_(allowLiveForks) {}
+
+    /// Safe from any thread.
+    std::vector<Volume> now() {
+        std::vector<Volume> volumes = paths_.empty() ? VolumeList::targets() : present(paths_);
+        std::erase_if(volumes, [&](const Volume& volume) {
+            const auto refusal = whyRefused(volume, allowLiveForks_);
+            if (refusal) tellOnce(volume.mountPoint + ' ' + *refusal);
+            return refusal.has_value();
+        });
+        return volumes;
+    }
+
+private:
+    void tellOnce(const std::string& refusal) {
+        const std::lock_guard lock(mutex_);
+        if (told_.insert(refusal).second) say(refusal);
+    }
+
+    const std::vector<std::string> paths_;
+    const bool allowLiveForks_;
+    std::mutex mutex_;
+    std::set<std::string> told_;
+};
 
 void noteShares(const std::vector<Volume>& volumes, bool isSwept) {
     for (const Volume& volume : volumes) {
@@ -192,8 +203,8 @@ ExitStatus runWatch(const WatchArguments& arguments) {
     if (!arguments.paths.empty() && named.paths().empty()) return named.status();
     const sigset_t signals = holdSignals();
 
-    auto targets = visibleVolumes(arguments.allowLiveForks);
-    if (!arguments.paths.empty()) targets = [paths = named.paths()] { return NamedFolders::present(paths); };
+    const auto watched = std::make_shared<Targets>(named.paths(), arguments.allowLiveForks);
+    const auto targets = [watched] { return watched->now(); };
     noteShares(targets(), arguments.sweepEvery.has_value());
 
     const auto log = Log::openEchoing(Log::defaultDirectory(), [](std::string_view line) {

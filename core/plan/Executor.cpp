@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,6 +32,7 @@ constexpr const char* otherVolume = "skipped: parent is on a different volume";
 constexpr const char* isMountPoint = "skipped: is a mount point";
 constexpr const char* isSymlink = "skipped: symlink";
 constexpr const char* protectedPath = "refused: protected path";
+constexpr const char* cannotStatRoot = "refused: cannot stat root";
 constexpr const char* outsideRoot = "refused: outside the root";
 
 /// Files in plan order, then folders, the longest path first, equal lengths in plan order.
@@ -65,10 +67,6 @@ std::optional<std::string_view> belowRoot(std::string_view path, std::string_vie
     return path;
 }
 
-const char* reasonFor(ParentFolders::Refusal refusal) {
-    return refusal == ParentFolders::Refusal::link ? isSymlink : otherVolume;
-}
-
 class Execution {
 public:
     Execution(std::string root, bool dryRun, Log* log, ParentFolders parents)
@@ -79,7 +77,7 @@ public:
         if (!below) return fail(item, outsideRoot);
         const std::string name(Path::lastComponent(*below));
         const auto parent = parents_.at(Path::withoutLastComponent(*below));
-        if (!parent) return fail(item, reasonFor(parent.error()));
+        if (!parent) return refuse(item, parent.error());
         const auto facts = Directory::facts(parent->folder, name.c_str());
         if (!facts) {
             result.skipped.push_back(item.path);
@@ -113,6 +111,14 @@ public:
     ExecResult result;
 
 private:
+    void refuse(const MatchItem& item, ParentFolders::Refusal refusal) {
+        if (refusal == ParentFolders::Refusal::noFolder) {
+            result.skipped.push_back(item.path);
+        } else {
+            fail(item, refusal == ParentFolders::Refusal::link ? isSymlink : otherVolume);
+        }
+    }
+
     void fail(const MatchItem& item, std::string reason) { result.failures.push_back({item.path, std::move(reason)}); }
 
     void count(const MatchItem& item, bool isFolder) {
@@ -132,6 +138,14 @@ private:
     TreeRemover remover_;
 };
 
+/// Where the open root really is; by its path where the system does not tell it of a descriptor.
+std::optional<std::string> physicalPath(int folder, const std::string& root) {
+    if (auto path = Directory::physicalPath(folder)) return *std::move(path);
+    std::error_code error;
+    std::string path = std::filesystem::canonical(root, error).native();
+    return error ? std::nullopt : std::optional(std::move(path));
+}
+
 ExecResult refused(const std::string& root, const char* reason) {
     ExecResult result;
     result.failures.push_back({root, reason});
@@ -149,14 +163,15 @@ ExecResult execute(const Plan& plan, bool dryRun, Log* log, const Supervision& s
     const std::string root = Path::standardized(plan.root);
     if (PathGuard::isForbidden(root)) return refused(root, protectedPath);
     const auto facts = Directory::factsFollowingLinks(root);
-    if (!facts) return refused(root, "refused: cannot stat root");
+    if (!facts) return refused(root, cannotStatRoot);
 
     // What cannot be opened, or is another volume by now, has no folder in which anything could be removed.
     FileDescriptor opened;
     if (auto folder = Directory::openRoot(root, Directory::Links::follow, Directory::Purpose::lookUp)) {
         // A link on the way to the root may lead to a protected folder that the root's own text does not show.
-        const auto physical = Directory::physicalPath(folder->get());
-        if (physical && PathGuard::isForbidden(*physical)) return refused(root, protectedPath);
+        const auto physical = physicalPath(folder->get(), root);
+        if (!physical) return refused(root, cannotStatRoot);
+        if (PathGuard::isForbiddenPlace(*physical)) return refused(root, protectedPath);
         const auto& expected = supervision.volume;
         if (!expected || VolumeIdentity::of(folder->get()) == expected) opened = *std::move(folder);
     }

@@ -75,7 +75,7 @@ std::string prettyText(const Plan& plan, std::int64_t samples) {
 
 std::string prettyText(const Plan& plan, std::int64_t samples, Shown shown) {
     std::string text = shown(plan.root) + '\n';
-    text += "  filesystem: " + plan.volume.fsType;
+    text += "  filesystem: " + shown(plan.volume.fsType);
     text += plan.volume.isMacFormat() ? " (Mac format — skipped by default)\n" : " (non-Mac)\n";
     text += tallies(plan);
     if (!plan.protectedItems.empty()) {

@@ -42,7 +42,8 @@ ParentFolders::Refusal ParentFolders::refusal(int error, std::string_view below)
     // A link answers ELOOP or ENOTDIR, depending on where on the way it stands and on how the way was opened.
     if (error != ELOOP && error != ENOTDIR) return Refusal::otherVolume;
     const auto behind = Directory::factsFollowingLinks(Path::joined(rootPath_, below));
-    return behind && behind->isDirectory && behind->device == device_ ? Refusal::link : Refusal::otherVolume;
+    if (!behind || behind->device != device_) return Refusal::otherVolume;
+    return behind->isDirectory ? Refusal::link : Refusal::noFolder;
 }
 
 }  // namespace varnel

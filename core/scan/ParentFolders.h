@@ -27,8 +27,9 @@ public:
     };
 
     enum class Refusal : std::uint8_t {
-        otherVolume,  ///< It is not there, is no folder, cannot be reached, or lies on another volume.
+        otherVolume,  ///< It is not there, cannot be reached, or lies on another volume.
         link,         ///< The way to it leads through a link, to the same volume.
+        noFolder,     ///< Something else stands there, on the same volume: nothing can be in it any more.
     };
 
     /// The folder at a path below the root; empty for the root itself.

@@ -2,8 +2,10 @@
 #include "core/scan/PathGuard.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "core/base/HomeFolder.h"
@@ -22,6 +24,15 @@ bool isForbidden(std::string_view path) {
     const bool isSystem = std::any_of(forbidden.begin(), forbidden.end(),
                                       [&](std::string_view folder) { return Path::isAtOrBelow(standardized, folder); });
     return isSystem || ProtectedPaths::contain(standardized);
+}
+
+bool isForbiddenPlace(std::string_view physicalPath) {
+    if (isForbidden(physicalPath)) return true;
+    const std::vector<std::string> homes = HomeFolder::all();
+    return std::any_of(homes.begin(), homes.end(), [&](const std::string& home) {
+        std::error_code error;
+        return std::filesystem::canonical(home, error).native() == physicalPath && !error;
+    });
 }
 
 }  // namespace varnel::PathGuard

@@ -16,4 +16,8 @@ inline constexpr std::array<std::string_view, 12> forbidden = {
 /// above and those that the platform adds, with all below them. Standardises the path first; compares bytes.
 bool isForbidden(std::string_view path);
 
+/// The same of a place, a path whose links were all followed: the home folder's own path may lead through links, so
+/// what is compared is the place that it leads to as well.
+bool isForbiddenPlace(std::string_view physicalPath);
+
 }  // namespace varnel::PathGuard

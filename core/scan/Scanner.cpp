@@ -112,19 +112,21 @@ Plan Scanner::scan(const std::string& root, FunctionRef<void(const ScanProgress&
     findings.plan.volume = {path, FSInfo::type(path).value_or("unknown"), /*isLocal=*/true, /*isRemovable=*/false,
                             /*isInternal=*/false};
     std::int64_t entries = 0;
-    const auto count = [&] {
-        if (++entries % progressInterval != 0) return;
+    // Told at each folder too, because on a slow disk many entries can take minutes.
+    const auto count = [&](bool isDirectory) {
+        if (++entries % progressInterval != 0 && !isDirectory) return;
         onProgress({entries, static_cast<std::int64_t>(findings.plan.items.size())});
     };
     Walker::walk(
         path, [&](std::string problem) { findings.plan.errors.push_back(std::move(problem)); },
         [&](const WalkEntry& entry) {
-            if (entry.isDirectory) count();
+            count(entry.isDirectory);
             return findings.visit(entry);
         },
         [&](std::string_view name, Directory::ListedKind) {
-            count();
-            return findings.isOfNoInterest(name);
+            const bool isOfNoInterest = findings.isOfNoInterest(name);
+            if (isOfNoInterest) count(/*isDirectory=*/false);
+            return isOfNoInterest;
         });
     return std::move(findings.plan);
 }

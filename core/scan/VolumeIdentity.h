@@ -15,8 +15,8 @@ struct VolumeIdentity {
     std::uint64_t rootInode = 0;
     std::uint64_t uniqueMount = 0;  ///< Never given out twice; 0 where the kernel has no such number.
     std::uint64_t fileSystem = 0;
-    std::uint64_t blocks = 0;
-    std::int64_t born = 0;  ///< When the folder was made, seconds since 1970; 0 where unknown.
+    std::uint64_t blocks = 0;  ///< Its size, where that is fixed.
+    std::int64_t born = 0;     ///< When the folder was made, seconds since 1970; 0 where unknown.
 
     /// The identity of the volume at `folder`, links followed; none where it cannot be asked.
     static std::optional<VolumeIdentity> of(const std::string& folder);

@@ -37,13 +37,11 @@ public:
         : onError_(onError), visit_(visit), isOfNoInterest_(isOfNoInterest) {}
 
     void run(const std::string& root) {
-        const auto device = FSInfo::device(root);
         const auto entry = FSInfo::entry(root);
-        if (!device || !entry || !entry->isDirectory) {
+        if (!FSInfo::device(root) || !entry || !entry->isDirectory) {
             onError_("cannot stat root: " + root);
             return;
         }
-        device_ = *device;
         path_ = root;
         rootLength_ = root.size();
         auto opened = Directory::openRoot(root, Directory::Links::refuse, Directory::Purpose::list);
@@ -51,6 +49,13 @@ public:
             onError_("cannot open: " + root);
             return;
         }
+        // Asked of the open folder: where a volume is only mounted when it is opened, its path said something else.
+        const auto facts = Directory::factsOf(opened->get());
+        if (!facts) {
+            onError_("cannot stat root: " + root);
+            return;
+        }
+        device_ = facts->device;
         root_ = opened->duplicate();
         const bool isSearchable = Directory::facts(opened->get(), ".").has_value();
         list({*std::move(opened), isSearchable});

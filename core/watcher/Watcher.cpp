@@ -94,6 +94,8 @@ void Watcher::startLocked() {
     refreshVolumesLocked();
     startStreamLocked();
     observeMountsLocked();
+    // A volume that came while the stream was started, before anybody listened, is told of by nobody.
+    refreshVolumesLocked();
 }
 
 void Watcher::refreshVolumesLocked() {
@@ -132,8 +134,11 @@ void Watcher::startStreamLocked() {
 void Watcher::observeMountsLocked() {
     if (!observerTokens_.empty()) return;
     for (const auto kind : {MountNotifications::Kind::didMount, MountNotifications::Kind::didUnmount}) {
-        observerTokens_.push_back(ports_.mounts->add(kind, [weak = weak_from_this()] {
-            if (const auto self = weak.lock()) self->refreshVolumes();
+        // Nothing is owned on the notifying thread: the last owner of a watcher must not be found there.
+        observerTokens_.push_back(ports_.mounts->add(kind, [queue = queue_, weak = weak_from_this()] {
+            queue->async([weak] {
+                if (const auto self = weak.lock()) self->refreshVolumesLocked();
+            });
         }));
     }
 }

@@ -36,11 +36,12 @@ void Watcher::recoverLocked() {
 }
 
 void Watcher::sweepLocked(const std::string& root, const char* tag) {
+    // What is no longer there, or is another volume by now, is not worth a line.
+    const auto known = identities_.find(root);
+    if (known == identities_.end() || VolumeIdentity::of(root) != known->second) return;
+    const VolumeIdentity identity = known->second;
     const Plan plan = Scanner{rules_, RuleScope::watcher}.scan(root);
     if (plan.isEmpty()) return;
-    // Where the volume is not known, nobody could tell another one in its place; nothing matches this.
-    const auto known = identities_.find(root);
-    const VolumeIdentity identity = known == identities_.end() ? VolumeIdentity() : known->second;
     const auto always = [](const ExecResult&) { return true; };
     const ExecResult result = Executor::execute(plan, /*dryRun=*/false, log_.get(), {identity, always});
     deleted_ = addOrTrap(deleted_, result.removed);

@@ -39,6 +39,7 @@ struct StreamScript {
     Texts calls;
     EventStreamRequest request;  // of the latest stream
     std::shared_ptr<SerialQueue> queue;
+    std::function<void()> onStart;  // while the stream is started
 };
 
 class ScriptedStream final : public EventStream {
@@ -54,6 +55,7 @@ public:
     }
     bool start() final {
         script_.calls.emplace_back("start");
+        if (script_.onStart) script_.onStart();
         return script_.canStart;
     }
     void stop() final { script_.calls.emplace_back("stop"); }
@@ -578,6 +580,16 @@ TEST(WatcherDeathTest, TrapsWhenTouchedOffItsQueue) {
     EXPECT_DEATH(rig.script.request.deliver({}, {}, 0), "off its queue");
 }
 
+TEST(WatcherVolumes, OneThatComesWhileTheStreamIsStartedIsNotForgotten) {
+    WatcherRig rig;
+    const std::string late = rig.tree.folder("late");
+    rig.script.onStart = [&] { rig.targets.push_back(WatcherRig::volume(late)); };
+    rig.start();
+    rig.tree.file("late/._x");
+    rig.deliver({late + "/._x"});
+    EXPECT_FALSE(rig.tree.has("late/._x"));
+}
+
 TEST(WatcherVolumes, AFolderThatAnUnmountedVolumeLeftBehindIsLeftAlone) {
     const tests::PrivateMounts mounts;
     if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
@@ -590,9 +602,11 @@ TEST(WatcherVolumes, AFolderThatAnUnmountedVolumeLeftBehindIsLeftAlone) {
         tests::unmount(rig.root);
         rig.deliver({rig.at("._under")});
         EXPECT_TRUE(rig.has("._under"));
+        const auto before = rig.logged();
         rig.watcher->sweepNow();
         rig.queue->run();
         EXPECT_TRUE(rig.has("._under"));
+        EXPECT_EQ(rig.logged(), before) << "a volume that is gone is passed over without a word";
         // Another volume in the same place, before anybody has said so.
         tests::mountTmpfs(rig.root);
         rig.file("._other");

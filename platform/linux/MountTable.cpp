@@ -62,9 +62,22 @@ std::string typeOf(libmnt_fs* mount) {
     return macNameFor(std::move(type));
 }
 
-/// Calls `visit` with every mount, in the kernel's order; false where the table cannot be read.
-bool forEachMount(FunctionRef<void(libmnt_fs*)> visit) {
-    const std::unique_ptr<libmnt_table, TableDeleter> table(mnt_new_table_from_file("/proc/self/mountinfo"));
+using Table = std::unique_ptr<libmnt_table, TableDeleter>;
+
+/// The kernel's own table.
+Table kernelTable() {
+    return Table(mnt_new_table_from_file("/proc/self/mountinfo"));
+}
+
+/// The same with what mount(8) keeps beside it: options that mean something to programs only, not to the kernel.
+Table fullTable() {
+    Table table(mnt_new_table());
+    if (table && mnt_table_parse_mtab(table.get(), nullptr) != 0) return nullptr;
+    return table;
+}
+
+/// Calls `visit` with every mount, in the kernel's order; false where the table could not be read.
+bool forEachMount(const Table& table, FunctionRef<void(libmnt_fs*)> visit) {
     const std::unique_ptr<libmnt_iter, IteratorDeleter> iterator(mnt_new_iter(MNT_ITER_FORWARD));
     if (!table || !iterator) return false;
     for (libmnt_fs* mount = nullptr; mnt_table_next_fs(table.get(), iterator.get(), &mount) == 0;)
@@ -87,7 +100,7 @@ std::optional<std::uint64_t> idOf(const std::string& path, unsigned mask) {
 
 std::optional<std::vector<Mount>> read() {
     std::vector<Mount> mounts;
-    const bool isRead = forEachMount([&mounts](libmnt_fs* mount) {
+    const bool isRead = forEachMount(fullTable(), [&mounts](libmnt_fs* mount) {
         Mount entry;
         entry.id = static_cast<std::uint64_t>(mnt_fs_get_id(mount));
         entry.mountPoint = text(mnt_fs_get_target(mount));
@@ -104,7 +117,7 @@ std::optional<std::vector<Mount>> read() {
 
 std::set<Place> places() {
     std::set<Place> all;
-    forEachMount([&all](libmnt_fs* mount) {
+    forEachMount(kernelTable(), [&all](libmnt_fs* mount) {
         all.emplace(static_cast<std::uint64_t>(mnt_fs_get_id(mount)), text(mnt_fs_get_target(mount)));
     });
     return all;

@@ -47,7 +47,8 @@ std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
     if (::fstatfs(descriptor, &system) != 0) return std::nullopt;
     static_assert(sizeof system.f_fsid == sizeof identity.fileSystem);
     std::memcpy(&identity.fileSystem, &system.f_fsid, sizeof identity.fileSystem);
-    identity.blocks = system.f_blocks;
+    // What lies on a block device keeps its size; what does not, as a share or a pool, has the size of the moment.
+    if (answer.stx_dev_major != 0) identity.blocks = system.f_blocks;
     return identity;
 }
 

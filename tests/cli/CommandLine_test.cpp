@@ -421,6 +421,24 @@ TEST(CommandLineInterrupted, EndsWithTheProcessThatWasStarted) {
     EXPECT_GT(Manifest::of(desk.root).paths().size(), 30U);
 }
 
+TEST(CommandLineInterrupted, HasToldAPipeWhatWasDoneBefore) {
+    if (!tests::hasProgram("strace") || !tests::hasProgram("pgrep")) GTEST_SKIP() << "needs strace and pgrep";
+    const Desk desk;
+    desk.folder.file("v/._a");
+    desk.folder.file("slow/1/2/3/4/5/6/7/8/keep");
+    // The second folder takes seconds to scan; the interruption comes as soon as the first one is done.
+    tests::shell("cd '" + desk.folder.path() +
+                 "' && HOME=$PWD/home ASAN_OPTIONS=detect_leaks=0 strace -f -o /dev/null -e "
+                 "inject=getdents64:delay_enter=200000 '" VARNEL_PROGRAM
+                 "' clean --yes v slow >out 2>&1 & tracer=$!; cd '" +
+                 desk.folder.path() +
+                 "'; while [ -e v/._a ]; do sleep 0.01; done; sleep 0.3; kill -TERM $(pgrep -P $tracer); wait $tracer "
+                 "|| true");
+    const std::string out = desk.folder.contents("out");
+    EXPECT_NE(out.find("removed 1 items, 1 byte\n"), std::string::npos) << out;
+    EXPECT_EQ(out.find("/slow"), std::string::npos) << "this one was being scanned: " << out;
+}
+
 TEST(CommandLineInterrupted, StopsAtTheQuestion) {
     const Desk desk;
     litter(desk);
@@ -740,6 +758,67 @@ TEST(CommandLineSweep, CleansEveryVolumeWithTheLiveRules) {
                       std::string::npos);
         }
         EXPECT_EQ(::access("/media/Apple/._x", F_OK), 0) << "a folder is no volume";
+    }),
+              0);
+}
+
+TEST(CommandLineBadInput, TheHomeFolderIsProtectedWhereverItsPathLeads) {
+    const Desk desk;
+    desk.folder.file("data/home/._x");
+    ASSERT_EQ(std::rename(desk.folder.at("home").c_str(), desk.folder.at("before").c_str()), 0);
+    desk.folder.link("home", "data/home");
+    for (const char* word : {"data/home", "home"}) {
+        const Finished done = desk.varnel.run({"clean", "--yes", desk.folder.at(word)});
+        EXPECT_EQ(done.status, 3) << word;
+        EXPECT_EQ(desk.stable(done.errors), "varnel: DESK/" + std::string(word) + " is a protected system path.\n");
+    }
+    EXPECT_TRUE(desk.folder.has("data/home/._x"));
+    EXPECT_EQ(desk.varnel.run({"clean", "--yes", desk.folder.at("data")}).status, 0) << "folders around it are not";
+}
+
+TEST(CommandLineBadInput, AVolumeOfAnUnknownFormatMayBeAMacs) {
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    const Desk desk;
+    desk.folder.file("v/._x");
+    EXPECT_EQ(mounts.run([&] {
+        tests::mountTmpfs("/proc");  // without the mount table nobody knows what is mounted
+        const Finished done = desk.varnel.run({"clean", "--yes", desk.root});
+        EXPECT_EQ(done.status, 3);
+        EXPECT_NE(done.errors.find("format cannot be learned"), std::string::npos) << done.errors;
+        EXPECT_EQ(desk.varnel.run({"watch", desk.root}).status, 3);
+        EXPECT_TRUE(desk.folder.has("v/._x"));
+        EXPECT_EQ(desk.varnel.run({"clean", "--yes", "--mac-format", desk.root}).status, 0);
+        EXPECT_FALSE(desk.folder.has("v/._x"));
+    }),
+              0);
+}
+
+TEST(CommandLineBadInput, WordsOfTheCommandLineCannotDriveTheTerminal) {
+    const Desk desk;
+    const Finished done = desk.varnel.runOnTerminal({"scan", "--\x1b[31mred", desk.root}, {});
+    EXPECT_EQ(done.status, 2);
+    EXPECT_EQ(done.out.find('\x1b'), std::string::npos) << done.out;
+    EXPECT_NE(done.out.find("\\x1B[31mred"), std::string::npos) << done.out;
+}
+
+TEST(CommandLineVolumes, ObeysTheMarksForFileManagers) {
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    const Desk desk;
+    EXPECT_EQ(mounts.run([&] {
+        tests::mountTmpfs("/run");  // mount(8) keeps such marks there
+        tests::mountTmpfs("/mnt");
+        for (const char* name : {"/mnt/hidden", "/mnt/plain"})
+            ASSERT_EQ(::mkdir(name, 0755), 0);
+        tests::shell(
+            "mount -t tmpfs -o x-gvfs-hide t /mnt/hidden && mount -t tmpfs t /mnt/plain && "
+            "mount -t tmpfs -o x-gvfs-show t '" +
+            desk.folder.folder("shown") + "'");
+        const Finished done = desk.varnel.run({"volumes"});
+        EXPECT_EQ(done.out.find("/mnt/hidden"), std::string::npos) << done.out;
+        EXPECT_NE(done.out.find("  /mnt/plain\n"), std::string::npos) << done.out;
+        EXPECT_NE(done.out.find("  " + desk.folder.at("shown") + "\n"), std::string::npos) << done.out;
     }),
               0);
 }

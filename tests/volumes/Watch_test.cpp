@@ -143,6 +143,25 @@ TEST(Watch, FollowsTheVolumesThatComeAndGo) {
     });
 }
 
+TEST(Watch, LeavesAMacsDiskAloneThatTakesTheNamedFoldersPlace) {
+    if (!tests::hasProgram("bindfs")) GTEST_SKIP() << "needs the program bindfs";
+    privately([](const Place& place) {
+        tests::mountTmpfs(place.root);
+        RunningProgram watch(place.home, {"watch", place.root, place.folder.folder("beside")});
+        ASSERT_TRUE(watch.says("WATCH started latency=0.25s volumes=2"));
+        tests::unmount(place.root);
+        tests::shell("mkdir '" + place.folder.at("from") + "' && bindfs -o subtype=apfs '" + place.folder.at("from") +
+                     "' '" + place.root + "'");
+        EXPECT_TRUE(watch.complains("is on a apfs volume, a Mac format; such volumes are not watched."));
+        place.folder.file("v/._mac");
+        place.folder.file("beside/._x");
+        EXPECT_TRUE(comesTrue([&] { return !place.folder.has("beside/._x"); }));
+        tests::unmountDisk(place.root);
+        EXPECT_EQ(watch.end(SIGINT), 0);
+        EXPECT_TRUE(place.folder.has("from/._mac"));
+    });
+}
+
 TEST(Watch, GivesUpOnAFileThatIsMadeAgainAndAgain) {
     const Place place;
     RunningProgram watch(place.home, {"watch", place.root});
