@@ -14,9 +14,12 @@ struct VolumeIdentity {
     std::int32_t device = 0;
     std::uint64_t rootInode = 0;
     std::uint64_t uniqueMount = 0;  ///< Never given out twice; 0 where the kernel has no such number.
+    std::uint64_t mount = 0;
+    std::uint64_t medium = 0;  ///< Counts what was put into the drive; 0 where unknown.
     std::uint64_t fileSystem = 0;
     std::uint64_t blocks = 0;  ///< Its size, where that is fixed.
     std::int64_t born = 0;     ///< When the folder was made, seconds since 1970; 0 where unknown.
+    std::uint32_t bornNanoseconds = 0;
 
     /// The identity of the volume at `folder`, links followed; none where it cannot be asked.
     static std::optional<VolumeIdentity> of(const std::string& folder);

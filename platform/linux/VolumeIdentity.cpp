@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <optional>
 #include <string>
 
@@ -21,6 +22,18 @@ namespace varnel {
 namespace {
 
 constexpr unsigned uniqueMountMask = 0x4000;  // STATX_MNT_ID_UNIQUE, kernel 6.8; Debian 12's headers are older
+
+/// The kernel's count of media, of the disk or of the one that it is a partition of.
+std::uint64_t mediumIn(unsigned major, unsigned minor) {
+    if (major == 0) return 0;  // no block device
+    const std::string device = "/sys/dev/block/" + std::to_string(major) + ':' + std::to_string(minor);
+    for (const char* place : {"/diskseq", "/../diskseq"}) {
+        std::ifstream file(device + place);
+        std::uint64_t sequence = 0;
+        if (file >> sequence) return sequence;
+    }
+    return 0;
+}
 
 }  // namespace
 
@@ -32,7 +45,7 @@ std::optional<VolumeIdentity> VolumeIdentity::of(const std::string& folder) {
 
 std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
     struct statx answer {};
-    constexpr unsigned mask = STATX_TYPE | STATX_INO | STATX_BTIME | uniqueMountMask;
+    constexpr unsigned mask = STATX_TYPE | STATX_INO | STATX_BTIME | STATX_MNT_ID | uniqueMountMask;
     if (::statx(descriptor, "", AT_EMPTY_PATH | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC, mask, &answer) != 0)
         return std::nullopt;
     VolumeIdentity identity;
@@ -42,7 +55,12 @@ std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
         identity.uniqueMount = answer.stx_mnt_id;
         return identity;
     }
-    if ((answer.stx_mask & STATX_BTIME) != 0) identity.born = answer.stx_btime.tv_sec;
+    if ((answer.stx_mask & STATX_MNT_ID) != 0) identity.mount = answer.stx_mnt_id;
+    if ((answer.stx_mask & STATX_BTIME) != 0) {
+        identity.born = answer.stx_btime.tv_sec;
+        identity.bornNanoseconds = answer.stx_btime.tv_nsec;
+    }
+    identity.medium = mediumIn(answer.stx_dev_major, answer.stx_dev_minor);
     struct statfs system {};
     if (::fstatfs(descriptor, &system) != 0) return std::nullopt;
     static_assert(sizeof system.f_fsid == sizeof identity.fileSystem);

@@ -150,10 +150,13 @@ std::string contentsOf(const std::string& file) {
 
 RunningProgram::RunningProgram(const std::string& home, const std::vector<std::string>& arguments)
     : outFile_(home + "/out"), errorFile_(home + "/errors") {
+    // What an earlier program said in the same home must not be taken for this one's.
+    for (const std::string& file : {outFile_, errorFile_})
+        ::unlink(file.c_str());
     process_ = ::fork();
     if (process_ < 0) throw std::runtime_error("no process");
     if (process_ == 0) {
-        constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+        constexpr int flags = O_WRONLY | O_CREAT | O_CLOEXEC;
         ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
         ::dup2(::open(outFile_.c_str(), flags, 0644), STDOUT_FILENO);
         ::dup2(::open(errorFile_.c_str(), flags, 0644), STDERR_FILENO);
