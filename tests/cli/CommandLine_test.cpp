@@ -12,6 +12,7 @@
 #include <fstream>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -266,6 +267,56 @@ TEST(CommandLineClean, PrintsOneResultPerPathAsJSON) {
     EXPECT_EQ(desk.stable(done.errors),
               "varnel: DESK/home is a protected system path.\nvarnel: /usr is a protected system path.\n");
     EXPECT_EQ(done.status, 3) << "the gravest of all counts";
+}
+
+TEST(CommandLineClean, RemovesByTheChosenRulesOnly) {
+    const struct {
+        Words options;
+        std::set<std::string> gone;
+    } cases[] = {
+        {{"--live"}, {"._x", "a/.DS_Store", "__MACOSX", "__MACOSX/in"}},
+        {{"--only", "trashes"}, {".Trashes", ".Trashes/old"}},
+        {{"--except", "dsstore,trashes"}, {"._x", "__MACOSX", "__MACOSX/in"}},
+        {{"--live", "--only", "trashes"}, {}},
+    };
+    for (const auto& c : cases) {
+        const Desk desk;
+        for (const char* name : {"v/._x", "v/a/.DS_Store", "v/.Trashes/old", "v/__MACOSX/in", "v/keep"})
+            desk.folder.file(name);
+        const Manifest before = Manifest::of(desk.root);
+        Words words = {"clean", "--yes", desk.root};
+        words.insert(words.end(), c.options.begin(), c.options.end());
+        EXPECT_EQ(desk.varnel.run(words).status, 0);
+        EXPECT_ONLY_GONE(before, Manifest::of(desk.root), c.gone);
+    }
+}
+
+TEST(CommandLineClean, GivesOneJSONObjectForEachPathWhateverBecomesOfIt) {
+    const std::string zero =
+        "\"removed\":0,\"removedDirectories\":0,\"bytes\":0,\"failures\":[],\"skipped\":[],\"errors\":[],";
+    const Desk desk;
+    litter(desk);
+    const Finished refused = desk.varnel.run({"clean", "--json", desk.root, desk.folder.at("home")});
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_EQ(std::count(refused.out.begin(), refused.out.end(), '\n'), 2) << refused.out;
+    EXPECT_NE(refused.out.find("no terminal to ask at"), std::string::npos);
+    const Finished declined =
+        desk.varnel.runOnTerminal({"clean", "--json", desk.root}, {{shows("Clean? [y/N] "), "n\n"}});
+    EXPECT_EQ(declined.status, 1);
+    EXPECT_NE(declined.out.find("\"dryRun\":false," + zero), std::string::npos) << declined.out;
+    EXPECT_TRUE(desk.folder.has("v/a/._x"));
+    const Finished agreed =
+        desk.varnel.runOnTerminal({"clean", "--json", desk.root}, {{shows("Clean? [y/N] "), "y\n"}});
+    EXPECT_NE(agreed.out.find("total                            2  5 bytes"), std::string::npos)
+        << "a person has to see what it is about: " << agreed.out;
+    EXPECT_NE(agreed.out.find("\"removed\":2,"), std::string::npos);
+}
+
+TEST(CommandLineClean, NamesWhatIsDearInADryRunThatWouldNotAsk) {
+    const Desk desk;
+    desk.folder.file("v/.Trashes/old", "12345");
+    const Finished done = desk.varnel.run({"clean", "--dry-run", "--yes", desk.root});
+    EXPECT_NE(done.out.find("  note: 1 trash folder holds 1 deleted entry"), std::string::npos) << done.out;
 }
 
 TEST(CommandLineClean, RefusesWithoutATerminalUnlessToldNotToAsk) {
