@@ -10,28 +10,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdint>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <memory>
 #include <mutex>
-#include <set>
-#include <span>
 #include <string>
 #include <thread>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include "core/volumes/VolumeList.h"
 #include "core/watcher/MountNotifications.h"
 #include "tests/support/DiskImage.h"
 #include "tests/support/PrivateMounts.h"
+#include "tests/support/StreamListener.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Waiting.h"
 
@@ -39,104 +33,11 @@ namespace varnel {
 namespace {
 
 using namespace std::chrono_literals;
+using tests::age;
 using tests::comesTrue;
+using tests::StreamListener;
 using tests::TemporaryFolder;
 using Texts = std::vector<std::string>;
-
-/// A running stream and all that it delivered.
-class Listener {
-public:
-    /// Watches volumes, or (folders) what is named.
-    explicit Listener(std::function<std::vector<Volume>()> volumes, double latency = 0.05, Texts folders = {"/"}) {
-        EventStreamRequest request;
-        request.latency = latency;
-        request.paths = std::move(folders);
-        request.deliver = [this](std::span<const std::string> paths, std::span<const std::uint32_t> flags,
-                                 std::int64_t count) {
-            if (onBatch) onBatch();
-            const std::lock_guard lock(mutex_);
-            EXPECT_EQ(paths.size(), static_cast<std::size_t>(count));
-            batches_.emplace_back(paths.begin(), paths.end());
-            for (std::size_t i = 0; i < paths.size(); ++i) {
-                (flags[i] == 0 ? paths_ : lost_).insert(paths[i]);
-            }
-        };
-        stream_ = EventStreams::ofSystem(std::move(volumes), mounts, [this](const std::string& problem) {
-            const std::lock_guard lock(mutex_);
-            problems_.push_back(problem);
-        })(std::move(request));
-        stream_->setQueue(queue);
-    }
-    explicit Listener(const std::string& folder, double latency = 0.05)
-        : Listener([] { return std::vector<Volume>(); }, latency, {folder}) {}
-
-    ~Listener() { stop(); }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
-
-    void start() {
-        queue->sync([this] { EXPECT_TRUE(stream_->start()); });
-    }
-
-    void stop() {
-        queue->sync([this] {
-            if (!stream_) return;
-            stream_->stop();
-            stream_->invalidate();
-            stream_.reset();
-        });
-    }
-
-    bool hears(const std::string& path) const {
-        return comesTrue([&] { return has(paths_, path); });
-    }
-    bool hearsOfLoss(const std::string& root) const {
-        return comesTrue([&] { return has(lost_, root); });
-    }
-    bool hasHeard(const std::string& path) const { return has(paths_, path); }
-    bool hasHeardOfLoss() const {
-        const std::lock_guard lock(mutex_);
-        return !lost_.empty();
-    }
-    Texts problems() const {
-        const std::lock_guard lock(mutex_);
-        return problems_;
-    }
-    std::vector<Texts> batches() const {
-        const std::lock_guard lock(mutex_);
-        return batches_;
-    }
-    void forget() {
-        const std::lock_guard lock(mutex_);
-        paths_.clear();
-        lost_.clear();
-        batches_.clear();
-    }
-
-    std::shared_ptr<SerialQueue> queue = SerialQueue::create("test.stream");
-    std::shared_ptr<MountNotifications> mounts = MountNotifications::ofSystem();
-    std::function<void()> onBatch;
-
-private:
-    bool has(const std::set<std::string>& set, const std::string& path) const {
-        const std::lock_guard lock(mutex_);
-        return set.contains(path);
-    }
-
-    mutable std::mutex mutex_;
-    std::set<std::string> paths_;
-    std::set<std::string> lost_;
-    std::vector<Texts> batches_;
-    Texts problems_;
-    std::unique_ptr<EventStream> stream_;
-};
-
-/// What lies there was there for long.
-void age(const std::string& path) {
-    const timespec hourAgo{std::time(nullptr) - 3600, 0};
-    const timespec times[] = {hourAgo, hourAgo};
-    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
-}
 
 using Parameter = std::tuple<std::string, bool>;  // kind of disk, with the rights of an administrator
 
@@ -170,7 +71,7 @@ TEST_P(EventStreamContract, ReportsWhatAppears) {
         folder.file("outside");
         age(folder.at("disk/old"));
         age(place);
-        Listener listener(place);
+        StreamListener listener(place);
         listener.start();
         folder.file("disk/created");
         EXPECT_TRUE(listener.hears(folder.at("disk/created")));
@@ -200,7 +101,7 @@ TEST_P(EventStreamContract, ReportsWhatAppears) {
 
 TEST_P(EventStreamContract, MissesNothingInFoldersThatAppearQuickly) {
     onDisk([](const TemporaryFolder& folder, const std::string& place) {
-        Listener listener(place);
+        StreamListener listener(place);
         listener.start();
         Texts files;
         for (int i = 0; i < 60; ++i) {
@@ -219,7 +120,7 @@ TEST_P(EventStreamContract, MissesNothingInFoldersThatAppearQuickly) {
 
 TEST_P(EventStreamContract, KeepsTheBytesOfNames) {
     onDisk([](const TemporaryFolder& folder, const std::string& place) {
-        Listener listener(place);
+        StreamListener listener(place);
         listener.start();
         const bool holdsAnyName = tests::diskKind(std::get<0>(GetParam())).holdsAnyName;
         Texts names = {"._e\u0301te\u0301", "._" + std::string(253, 'n'), "\u6f22\u5b57"};
@@ -244,7 +145,7 @@ TEST_P(EventStreamContract, KeepsTheBytesOfNames) {
 TEST_P(EventStreamContract, LetsTheVolumeGoWhileItRuns) {
     onDisk([](const TemporaryFolder& folder, const std::string& place) {
         const auto& kind = tests::diskKind(std::get<0>(GetParam()));
-        Listener listener([&] { return std::vector<Volume>{{place, kind.name, true, false, false}}; });
+        StreamListener listener([&] { return std::vector<Volume>{{place, kind.name, true, false, false}}; });
         listener.start();
         folder.file("disk/a/b");
         EXPECT_TRUE(listener.hears(folder.at("disk/a/b")));
@@ -267,7 +168,7 @@ TEST_P(EventStreamContract, SaysWhenTheKernelLostEvents) {
         // The length of the kernel's queue is settled when the watch begins.
         tests::shell("for k in inotify fanotify; do cp /proc/sys/fs/$k/max_queued_events '" + folder.path() +
                      "'/$k; echo 8 >/proc/sys/fs/$k/max_queued_events; done");
-        Listener listener(place);
+        StreamListener listener(place);
         listener.start();
         tests::shell("for k in inotify fanotify; do cat '" + folder.path() +
                      "'/$k >/proc/sys/fs/$k/max_queued_events; done");
@@ -289,7 +190,7 @@ TEST_P(EventStreamContract, SaysWhenTheKernelLostEvents) {
 
 TEST_P(EventStreamContract, EndsInTheMiddleOfAStorm) {
     onDisk([](const TemporaryFolder& folder, const std::string& place) {
-        Listener listener(place);
+        StreamListener listener(place);
         listener.start();
         std::atomic<bool> isOver{false};
         std::thread writer([&] {
@@ -319,7 +220,7 @@ TEST(EventStream, ReportsATreeThatIsMovedInAtOnce) {
     folder.folder("watched");
     folder.file("tree/a/b/c");
     folder.file("tree/._x");
-    Listener listener(folder.at("watched"));
+    StreamListener listener(folder.at("watched"));
     listener.start();
     std::filesystem::rename(folder.at("tree"), folder.at("watched/tree"));
     EXPECT_TRUE(listener.hears(folder.at("watched/tree/a/b/c")));
@@ -334,7 +235,7 @@ TEST(EventStream, ReportsATreeThatIsMovedInAtOnce) {
 
 TEST(EventStream, LetsTheFirstEventThroughAndGathersTheRest) {
     const TemporaryFolder folder;
-    Listener listener(folder.path(), /*latency=*/1.5);
+    StreamListener listener(folder.path(), /*latency=*/1.5);
     listener.start();
     folder.folder("first");
     const auto begun = std::chrono::steady_clock::now();
@@ -349,7 +250,7 @@ TEST(EventStream, LetsTheFirstEventThroughAndGathersTheRest) {
 
 TEST(EventStream, TellsOncePerBatchWhatHappensOften) {
     const TemporaryFolder folder;
-    Listener listener(folder.path(), /*latency=*/0.5);
+    StreamListener listener(folder.path(), /*latency=*/0.5);
     listener.start();
     folder.folder("first");
     EXPECT_TRUE(listener.hears(folder.at("first")));
@@ -366,7 +267,7 @@ TEST(EventStream, FollowsTheVisibleVolumesAsTheyComeAndGo) {
         EXPECT_EQ(namespaces.run([&] {
             ASSERT_TRUE(isAdministrator || tests::dropSystemAdministration());
             tests::shell("mount -t tmpfs m /mnt && mkdir /mnt/one /mnt/two && mount -t tmpfs one /mnt/one");
-            Listener listener([] { return VolumeList::targets(); });
+            StreamListener listener([] { return VolumeList::targets(); });
             listener.start();
             std::ofstream("/mnt/one/file") << "x";
             EXPECT_TRUE(listener.hears("/mnt/one/file"));
@@ -396,7 +297,7 @@ TEST(EventStream, NamesTheRemedyAtTheLimitOfWatches) {
                   std::ofstream limit("/proc/sys/user/max_inotify_watches");
                   limit << "6" << std::flush;
                   ASSERT_TRUE(limit.good());
-                  Listener listener(folder.at("v"));
+                  StreamListener listener(folder.at("v"));
                   listener.start();
                   EXPECT_TRUE(listener.hearsOfLoss(folder.at("v")));
                   ASSERT_EQ(listener.problems().size(), 1U);
@@ -421,7 +322,7 @@ TEST(EventStream, NamesAFolderThatCannotBeRead) {
     ::chmod(folder.at("v/open").c_str(), 0777);
     ::chmod(folder.at("v/closed").c_str(), 0700);
     EXPECT_EQ(tests::runUnprivileged([&] {
-                  Listener listener(folder.at("v"));
+                  StreamListener listener(folder.at("v"));
                   listener.start();
                   EXPECT_TRUE(listener.hearsOfLoss(folder.at("v")));
                   EXPECT_EQ(listener.problems(),
@@ -435,7 +336,7 @@ TEST(EventStream, NamesAFolderThatCannotBeRead) {
 TEST(EventStream, SaysWhenTheFolderItselfIsGone) {
     const TemporaryFolder folder;
     folder.folder("v");
-    Listener listener(folder.at("v"));
+    StreamListener listener(folder.at("v"));
     listener.start();
     std::filesystem::remove(folder.at("v"));
     EXPECT_TRUE(comesTrue([&] { return !listener.problems().empty(); }));
@@ -444,7 +345,7 @@ TEST(EventStream, SaysWhenTheFolderItselfIsGone) {
 
 TEST(EventStream, GathersWhileTheHandlerIsBusy) {
     const TemporaryFolder folder;
-    Listener listener(folder.path(), /*latency=*/0);
+    StreamListener listener(folder.path(), /*latency=*/0);
     std::mutex gate;
     gate.lock();
     std::atomic<int> batches{0};
