@@ -13,12 +13,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <expected>
 #include <map>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -40,14 +41,25 @@ constexpr std::uint64_t interest = FAN_CREATE | FAN_MOVED_TO | FAN_MODIFY | FAN_
 constexpr std::size_t bufferSize = std::size_t{256} * 1024;
 constexpr std::string_view deletedMark = " (deleted)";
 
+/// Whether an error says that a folder is there no more. After any other it may be there, and cannot be found.
+bool meansGone(int error) {
+    return error == ESTALE || error == ENOENT;
+}
+
 /// The folders of one buffer's events, each looked up once.
 class Folders {
 public:
     explicit Folders(const std::string& root)
-        : mount_(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK)) {}
+        : root_(root), mount_(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK)) {
+        if (!mount_.isOpen()) {
+            physicalRoot_ = std::unexpected(errno);
+        } else {
+            physicalRoot_ = Directory::physicalPath(mount_.get());
+        }
+    }
 
-    /// Where the folder is now; none where it is gone.
-    const std::optional<std::string>& path(std::span<const std::byte> handle) {
+    /// Where the folder is now, below the root as that is named; an error that means gone also where it lies elsewhere.
+    const std::expected<std::string, int>& path(std::span<const std::byte> handle) {
         const std::string key(reinterpret_cast<const char*>(handle.data()), handle.size());
         const auto [found, isNew] = paths_.try_emplace(key);
         if (isNew) found->second = lookUp(key);
@@ -55,33 +67,52 @@ public:
     }
 
 private:
-    std::optional<std::string> lookUp(const std::string& key) const {
+    std::expected<std::string, int> lookUp(const std::string& key) const {
+        if (!physicalRoot_) return physicalRoot_;
         // The handle must be aligned, and the call may write to it.
         std::vector<std::uint64_t> aligned((key.size() + sizeof(std::uint64_t) - 1) / sizeof(std::uint64_t));
         std::memcpy(aligned.data(), key.data(), key.size());
         auto* const handle = reinterpret_cast<file_handle*>(aligned.data());
         const FileDescriptor folder(
             ::open_by_handle_at(mount_.get(), handle, O_PATH | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
-        if (!folder.isOpen()) return std::nullopt;
+        if (!folder.isOpen()) return std::unexpected(errno);
         const auto path = Directory::physicalPath(folder.get());
-        if (!path) return std::nullopt;
+        if (!path) return path;
         struct stat facts {};
         // The mark is only text, and a name may end like it.
         if (path->ends_with(deletedMark) && ::fstat(folder.get(), &facts) == 0 && facts.st_nlink == 0) {
-            return std::nullopt;
+            return std::unexpected(ENOENT);
         }
-        return *path;
+        // The mark covers the file system, which may be mounted elsewhere too, and of which this may be a part.
+        if (!Path::isAtOrBelow(*path, *physicalRoot_)) return std::unexpected(ENOENT);
+        if (path->size() == physicalRoot_->size()) return root_;
+        // The way to the root may lead through a link.
+        const std::string_view below = std::string_view(*path).substr(physicalRoot_->size());
+        return Path::joined(root_, below.substr(below.starts_with('/') ? 1 : 0));
     }
 
+    const std::string& root_;
     FileDescriptor mount_;
-    std::map<std::string, std::optional<std::string>> paths_;
+    std::expected<std::string, int> physicalRoot_;
+    std::map<std::string, std::expected<std::string, int>> paths_;
 };
+
+/// Whether a handle can be turned into a path here, which takes a right of its own, by the example of the root.
+bool canFindFolders(const std::string& root) {
+    std::array<std::uint64_t, (sizeof(file_handle) + MAX_HANDLE_SZ) / sizeof(std::uint64_t)> room{};
+    auto* const handle = reinterpret_cast<file_handle*>(room.data());
+    handle->handle_bytes = MAX_HANDLE_SZ;
+    int mount = 0;
+    if (::name_to_handle_at(AT_FDCWD, root.c_str(), handle, &mount, AT_SYMLINK_FOLLOW) != 0) return false;
+    const auto bytes = std::as_bytes(std::span(room)).first(sizeof(file_handle) + handle->handle_bytes);
+    return Folders(root).path(bytes).has_value();
+}
 
 class Reading {
 public:
     explicit Reading(const WatchJob& job) : job_(job), buffer_(bufferSize) {}
 
-    /// Reads everything that is there; false where the group has ended.
+    /// Reads everything that is there; false where the kernel has no more to give.
     bool drain(int group) {
         Folders folders(job_.root);
         std::vector<std::string> movedIn;
@@ -108,10 +139,12 @@ private:
         }
         if (record.folder.empty() || record.name.empty()) return;
         const auto& folder = folders.path(record.folder);
-        if (!folder) return;
+        if (!folder) {
+            if (!meansGone(folder.error())) job_.events->addLost(job_.root);
+            return;
+        }
         std::string path = record.name == "." ? *folder : Path::joined(*folder, record.name);
-        // The mark covers the file system, which may be mounted elsewhere too, and of which this may be a part.
-        if (!Path::isAtOrBelow(path, job_.root) || path == job_.root) return;
+        if (path == job_.root) return;
         const bool isMovedFolder = (record.mask & FAN_ONDIR) != 0 && (record.mask & FAN_MOVED_TO) != 0;
         if (isMovedFolder) movedIn.push_back(path);
         job_.events->add(job_.root, std::move(path));
@@ -130,11 +163,14 @@ Outcome run(const WatchJob& job) {
     if (::fanotify_mark(group.get(), FAN_MARK_ADD | FAN_MARK_FILESYSTEM, interest, AT_FDCWD, job.root.c_str()) != 0) {
         return Outcome::refused;
     }
+    if (!canFindFolders(job.root)) return Outcome::refused;
     if (job.isLate) reportWhatChanged(job);
     job.onReady();
     Reading reading(job);
     while (waitUnlessStopped(group.get(), job.stop)) {
-        if (!reading.drain(group.get())) break;
+        if (reading.drain(group.get())) continue;
+        job.events->addLost(job.root);
+        return Outcome::refused;
     }
     return Outcome::ended;
 }

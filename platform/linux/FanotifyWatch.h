@@ -12,7 +12,7 @@ namespace varnel::FanotifyWatch {
 
 enum class Outcome : std::uint8_t {
     ended,    ///< Asked to stop, or the volume is gone.
-    refused,  ///< The system, or this file system, does not grant it. Nothing was reported.
+    refused,  ///< The system, or this file system, does not grant it, or no longer. What was missed is told as lost.
 };
 
 /// Reports until the job's signal is raised. Only for the root of a mount.

@@ -75,6 +75,14 @@ int inChild(const std::function<void()>& prepare, const std::function<void()>& b
     return WIFEXITED(status) ? WEXITSTATUS(status) : crashed;
 }
 
+bool drop(int capability) {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    std::array<__user_cap_data_struct, 2> sets{};
+    if (::syscall(SYS_capget, &header, sets.data()) != 0) return false;
+    sets[0].effective &= ~(std::uint32_t{1} << capability);
+    return ::syscall(SYS_capset, &header, sets.data()) == 0;
+}
+
 }  // namespace
 
 PrivateMounts::PrivateMounts() {
@@ -104,11 +112,11 @@ int runUnprivileged(const std::function<void()>& body) {
 }
 
 bool dropSystemAdministration() {
-    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-    std::array<__user_cap_data_struct, 2> sets{};
-    if (::syscall(SYS_capget, &header, sets.data()) != 0) return false;
-    sets[0].effective &= ~(std::uint32_t{1} << CAP_SYS_ADMIN);
-    return ::syscall(SYS_capset, &header, sets.data()) == 0;
+    return drop(CAP_SYS_ADMIN);
+}
+
+bool dropFindingByHandle() {
+    return drop(CAP_DAC_READ_SEARCH);
 }
 
 void shell(const std::string& command) {

@@ -33,6 +33,9 @@ int runUnprivileged(const std::function<void()>& body);
 /// starts may again. False where that cannot be arranged.
 bool dropSystemAdministration();
 
+/// The same for opening what one has only the handle of.
+bool dropFindingByHandle();
+
 /// Runs a shell command; throws with its output where it fails.
 void shell(const std::string& command);
 

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+//
+// Where the system gets in the way, a stream finds another way to watch, or says that events were lost: what is not
+// reported must be swept, and nobody sweeps what nobody told of.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "core/base/FileDescriptor.h"
+#include "tests/support/PrivateMounts.h"
+#include "tests/support/StreamListener.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace varnel {
+namespace {
+
+using tests::StreamListener;
+using tests::TemporaryFolder;
+
+/// Runs `body` with an empty volume at `place`, in a namespace of its own.
+void onVolume(const std::function<void(const TemporaryFolder&, const std::string& place)>& body) {
+    const tests::PrivateMounts namespaces;
+    if (!namespaces.available()) GTEST_SKIP() << "needs a mount namespace: " << namespaces.reason();
+    EXPECT_EQ(namespaces.run([&] {
+        const TemporaryFolder folder;
+        const std::string place = folder.folder("v");
+        tests::mountTmpfs(place);
+        body(folder, place);
+        tests::unmount(place);
+    }),
+              0);
+}
+
+/// Makes folders in one another until the path is too long for one call; gives the last one, open.
+FileDescriptor makeDeep(const std::string& top) {
+    const std::string name(250, 'd');
+    FileDescriptor here(::open(top.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    for (int level = 0; level < 20; ++level) {
+        EXPECT_EQ(::mkdirat(here.get(), name.c_str(), 0755), 0);
+        here = FileDescriptor(::openat(here.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    }
+    return here;
+}
+
+/// No descriptor can be opened while this lives.
+class NoDescriptors {
+public:
+    NoDescriptors() {
+        ::getrlimit(RLIMIT_NOFILE, &before_);
+        rlimit none = before_;
+        // As many as there are; with a limit below that, poll() fails as well.
+        none.rlim_cur = static_cast<rlim_t>(FileDescriptor(::dup(STDERR_FILENO)).get());
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+/// From now on, reading into a buffer of that size fails for this thread and those that it starts.
+void refuseReads(std::size_t size) {
+    std::array<sock_filter, 6> program = {{
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_read, 0, 3),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[2])),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(size), 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOMEM),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    }};
+    const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
+    ASSERT_EQ(::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+    ASSERT_EQ(::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter), 0);
+}
+
+TEST(EventLoss, DoesNotComeOfALinkOnTheWayToTheVolume) {
+    onVolume([](const TemporaryFolder& folder, const std::string&) {
+        folder.link("link", ".");
+        StreamListener listener(folder.at("link/v"));
+        listener.start();
+        folder.file("v/a/b/file");
+        EXPECT_TRUE(listener.hears(folder.at("link/v/a/b/file")));
+        EXPECT_TRUE(listener.hears(folder.at("link/v/a")));
+    });
+}
+
+TEST(EventLoss, DoesNotComeOfHalfTheRights) {
+    onVolume([](const TemporaryFolder& folder, const std::string& place) {
+        ASSERT_TRUE(tests::dropFindingByHandle());
+        StreamListener listener(place);
+        listener.start();
+        folder.file("v/a/b/file");
+        EXPECT_TRUE(listener.hears(folder.at("v/a/b/file")));
+        EXPECT_FALSE(listener.hasHeardOfLoss());
+    });
+}
+
+TEST(EventLoss, IsToldWhereAPathIsTooLong) {
+    onVolume([](const TemporaryFolder&, const std::string& place) {
+        FileDescriptor deep = makeDeep(place);
+        StreamListener listener(place);
+        listener.start();
+        EXPECT_EQ(::mkdirat(deep.get(), "new", 0755), 0);
+        deep.reset();
+        EXPECT_TRUE(listener.hearsOfLoss(place));
+    });
+}
+
+TEST(EventLoss, IsToldWhereNoDescriptorIsLeft) {
+    onVolume([](const TemporaryFolder& folder, const std::string& place) {
+        StreamListener listener(place);
+        listener.start();
+        {
+            const NoDescriptors shortage;
+            EXPECT_EQ(::mkdir(folder.at("v/a").c_str(), 0755), 0);
+            EXPECT_TRUE(listener.hearsOfLoss(place));
+        }
+        folder.file("v/later");
+        EXPECT_TRUE(listener.hears(folder.at("v/later")));
+    });
+}
+
+TEST(EventLoss, IsToldWhereTheKernelGivesNoMore) {
+    onVolume([](const TemporaryFolder& folder, const std::string& place) {
+        constexpr std::size_t bufferOfWholeVolumes = std::size_t{256} * 1024;
+        refuseReads(bufferOfWholeVolumes);
+        StreamListener listener(place);
+        listener.start();
+        folder.file("v/first");
+        EXPECT_TRUE(listener.hearsOfLoss(place));
+        folder.file("v/later");
+        EXPECT_TRUE(listener.hears(folder.at("v/later"))) << "folder by folder from then on";
+    });
+}
+
+}  // namespace
+}  // namespace varnel
