@@ -41,11 +41,6 @@ constexpr std::uint64_t interest = FAN_CREATE | FAN_MOVED_TO | FAN_MODIFY | FAN_
 constexpr std::size_t bufferSize = std::size_t{256} * 1024;
 constexpr std::string_view deletedMark = " (deleted)";
 
-/// Whether an error says that a folder is there no more. After any other it may be there, and cannot be found.
-bool meansGone(int error) {
-    return error == ESTALE || error == ENOENT;
-}
-
 /// The folders of one buffer's events, each looked up once.
 class Folders {
 public:

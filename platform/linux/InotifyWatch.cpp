@@ -10,10 +10,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <expected>
 #include <fstream>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -46,6 +47,13 @@ std::string limitText() {
     std::ifstream file("/proc/sys/fs/inotify/max_user_watches");
     std::string limit;
     return file >> limit ? " (now " + limit + ")" : "";
+}
+
+/// A walk begins by path. Where that is too long, it begins at a folder further up.
+std::string walkable(std::string folder) {
+    while (folder.size() >= PATH_MAX)
+        folder = Path::withoutLastComponent(folder);
+    return folder;
 }
 
 class Watch {
@@ -95,26 +103,23 @@ private:
 
     /// Watches one folder; negative where the system refuses.
     int watch(const std::string& path) {
-        const int watch = ::inotify_add_watch(inotify_.get(), path.c_str(), interest);
-        if (watch >= 0) return watch;
-        const int error = errno;
-        if (error == ENAMETOOLONG) return watchDeep(path);
-        // Gone, or something else by now: then there is nothing to watch.
-        if (error == ENOENT || error == ENOTDIR || error == ELOOP) return -1;
-        refused(path, error);
+        const auto watch = tryToWatch(path);
+        if (watch) return *watch;
+        // The root is not something else by now: it is a link, and those are not followed.
+        const bool isLink = path == job_.root && watch.error() == ENOTDIR;
+        if (isLink || !meansGone(watch.error())) refused(path, watch.error());
         return -1;
     }
 
-    /// A path that is too long for one call is walked by descriptors.
-    int watchDeep(const std::string& path) {
-        const auto root = Directory::openRoot(job_.root, Directory::Links::follow, Directory::Purpose::lookUp);
-        if (!root) return -1;
-        const auto folder = Directory::openBeneath(root->get(), std::string_view(path).substr(job_.root.size() + 1),
-                                                   Directory::Purpose::lookUp);
-        if (!folder) return -1;
-        const std::string link = "/proc/self/fd/" + std::to_string(folder->get());
-        const int watch = ::inotify_add_watch(inotify_.get(), link.c_str(), interest & ~std::uint32_t{IN_DONT_FOLLOW});
-        if (watch < 0) refused(path, errno);
+    std::expected<int, int> tryToWatch(const std::string& path) const {
+        int watch = ::inotify_add_watch(inotify_.get(), path.c_str(), interest);
+        if (watch < 0 && errno == ENAMETOOLONG) {
+            const auto folder = openFolder(job_, path, Directory::Purpose::lookUp);
+            if (!folder) return std::unexpected(folder.error());
+            const std::string link = "/proc/self/fd/" + std::to_string(folder->get());
+            watch = ::inotify_add_watch(inotify_.get(), link.c_str(), interest & ~std::uint32_t{IN_DONT_FOLLOW});
+        }
+        if (watch < 0) return std::unexpected(errno);
         return watch;
     }
 
@@ -139,14 +144,12 @@ private:
         std::vector<std::string> changed;
         if (wants(top)) changed.push_back(top);
         const auto onError = [&](const std::string& problem) {
-            // The path begins at the first slash. What is gone by now needs no watching.
-            const auto slash = problem.find('/');
-            if (slash == std::string::npos || ::access(problem.c_str() + slash, F_OK) != 0) return;
+            if (!isAboutSomethingThere(problem)) return;  // what is gone by now needs no watching
             job_.onProblem(problem + "; what appears there is not seen");
             job_.events->addLost(job_.root);
         };
         Walker::walk(
-            top, onError,
+            walkable(top), onError,
             [&](const WalkEntry& entry) {
                 if (report == Report::everything) job_.events->add(job_.root, entry.path);
                 if (!entry.isDirectory || job_.stop.isRaised()) return false;

@@ -2,10 +2,13 @@
 #pragma once
 
 #include <ctime>
+#include <expected>
 #include <functional>
 #include <memory>
 #include <string>
 
+#include "core/base/FileDescriptor.h"
+#include "core/scan/Directory.h"
 #include "platform/linux/EventBatcher.h"
 #include "platform/linux/StopSignal.h"
 
@@ -23,8 +26,18 @@ struct WatchJob {
     StopSignal stop;
 };
 
+/// Opens a folder of the job, however long its path is.
+std::expected<FileDescriptor, int> openFolder(const WatchJob& job, const std::string& folder,
+                                              Directory::Purpose purpose);
+
+/// Whether an error says that a folder is there no more, or is something else by now. After any other it may be there.
+bool meansGone(int error);
+
+/// Whether what a walk complained of is still there. The path begins at the first slash.
+bool isAboutSomethingThere(const std::string& problem);
+
 /// Whether something appeared in a folder, or went, since the job began. Errs towards yes by the steps in which file
-/// systems count time.
+/// systems count time, and where it cannot be told.
 bool hasChanged(const WatchJob& job, const std::string& folder);
 
 /// Reports what lies in a folder, not below its subfolders.

@@ -44,15 +44,25 @@ void onVolume(const std::function<void(const TemporaryFolder&, const std::string
               0);
 }
 
+const std::string longName(250, 'd');
+constexpr int levels = 20;
+
 /// Makes folders in one another until the path is too long for one call; gives the last one, open.
 FileDescriptor makeDeep(const std::string& top) {
-    const std::string name(250, 'd');
     FileDescriptor here(::open(top.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    for (int level = 0; level < 20; ++level) {
-        EXPECT_EQ(::mkdirat(here.get(), name.c_str(), 0755), 0);
-        here = FileDescriptor(::openat(here.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    for (int level = 0; level < levels; ++level) {
+        EXPECT_EQ(::mkdirat(here.get(), longName.c_str(), 0755), 0);
+        here = FileDescriptor(::openat(here.get(), longName.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     }
     return here;
+}
+
+/// Where that one lies.
+std::string deepBelow() {
+    std::string path;
+    for (int level = 0; level < levels; ++level)
+        path += "/" + longName;
+    return path;
 }
 
 /// No descriptor can be opened while this lives.
@@ -119,6 +129,38 @@ TEST(EventLoss, IsToldWhereAPathIsTooLong) {
         deep.reset();
         EXPECT_TRUE(listener.hearsOfLoss(place));
     });
+}
+
+TEST(EventLoss, DoesNotComeOfALongPathFolderByFolder) {
+    const TemporaryFolder folder;
+    const std::string deepPath = folder.path() + deepBelow();
+    FileDescriptor deep = makeDeep(folder.path());
+    StreamListener listener(folder.path());
+    listener.start();
+    EXPECT_EQ(::mkdirat(deep.get(), "new", 0755), 0);
+    EXPECT_EQ(::mkdirat(deep.get(), "new/in", 0755), 0);
+    EXPECT_EQ(::mkdirat(deep.get(), "new/in/first", 0755), 0);
+    EXPECT_TRUE(listener.hears(deepPath + "/new/in/first"));
+    EXPECT_EQ(::mkdirat(deep.get(), "new/in/first/second", 0755), 0);
+    EXPECT_TRUE(listener.hears(deepPath + "/new/in/first/second"));
+    EXPECT_FALSE(listener.hasHeardOfLoss());
+    // Where such a folder cannot be opened, the loss is told.
+    {
+        const NoDescriptors shortage;
+        EXPECT_EQ(::mkdirat(deep.get(), "unseen", 0755), 0);
+        EXPECT_TRUE(listener.hearsOfLoss(folder.path()));
+    }
+    tests::shell("rm -rf '" + folder.path() + "'/*");
+}
+
+TEST(EventLoss, IsToldWhereTheRootIsALink) {
+    const TemporaryFolder folder;
+    folder.folder("v");
+    const std::string link = folder.link("link", "v");
+    StreamListener listener(link);
+    listener.start();
+    EXPECT_TRUE(listener.hearsOfLoss(link));
+    EXPECT_EQ(listener.problems(), StreamListener::Texts{"cannot watch " + link + ": Not a directory"});
 }
 
 TEST(EventLoss, IsToldWhereNoDescriptorIsLeft) {
