@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
@@ -179,9 +180,26 @@ TEST(CommandLineUsage, ExplainsItself) {
     EXPECT_EQ(desk.varnel.run({"--version"}).out, "varnel " VARNEL_VERSION "\n");
     const Finished help = desk.varnel.run({"--help"});
     EXPECT_EQ(help.status, 0);
-    for (const char* word : {"scan", "clean", "rules", "log", "--version", "Exit status"}) {
-        EXPECT_NE(help.out.find(word), std::string::npos) << word;
-    }
+    EXPECT_EQ(help.out,
+              R"(Removes the litter that Macs and Windows PCs leave on disks that are not theirs.
+Usage: varnel [OPTIONS] SUBCOMMAND
+
+Options:
+  -h,--help                   Print this help message and exit
+  --version                   Print the version
+
+Subcommands:
+  scan                        Show what would be removed; delete nothing
+  clean                       Scan, show, ask, delete
+  sweep                       Clean every volume that is not Mac-formatted, with the live rules
+  watch                       Remove litter as it appears, until Ctrl-C; without PATH on every volume that is not Mac-formatted
+  rules                       Print the rules and the protected file types
+  volumes                     List the mounted volumes; those to clean are marked
+  log                         Print the path of the activity log, or its lines
+  help                        Explain a command
+
+Exit status: 0 done, 1 something failed or was declined, 2 wrong usage, 3 refused, 130 interrupted.
+)");
     EXPECT_EQ(desk.varnel.run({"help"}).out, help.out);
     const Finished clean = desk.varnel.run({"help", "clean"});
     EXPECT_EQ(clean.status, 0);
@@ -189,6 +207,29 @@ TEST(CommandLineUsage, ExplainsItself) {
     for (const char* option : {"--yes", "--dry-run", "--json", "--samples", "--live", "--only", "--except",
                                "--mac-format", "--allow-live-forks", "--force-system-volume-information"}) {
         EXPECT_NE(clean.out.find(option), std::string::npos) << option;
+    }
+}
+
+TEST(CommandLineUsage, IsWholeInTheManual) {
+    const Desk desk;
+    std::ifstream stream(VARNEL_MANUAL);
+    std::string manual{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    std::erase(manual, '\\');  // the manual writes its hyphens with one
+    for (const char* command : {"scan", "clean", "sweep", "watch", "rules", "volumes", "log"}) {
+        EXPECT_NE(manual.find("\n.B varnel " + std::string(command) + "\n"), std::string::npos) << command;
+        std::istringstream words(desk.varnel.run({"help", command}).out);
+        int options = 0;
+        for (std::string word; words >> word;) {
+            const auto at = word.find("--");
+            if (at == std::string::npos || word.ends_with("--help")) continue;
+            // Where there is a short form, that is the one which the manual shows.
+            const std::string shown = word.substr(0, word.find(','));
+            EXPECT_TRUE(manual.find(".B " + shown + "\n") != std::string::npos ||
+                        manual.find(".BI " + shown + " ") != std::string::npos)
+                << command << ' ' << shown;
+            ++options;
+        }
+        EXPECT_GT(options, 0) << command;
     }
 }
 
