@@ -9,6 +9,7 @@ cd "$(dirname "$0")/.."
 entries=1000000
 removals=100000
 rounds=9
+watch=()
 while [ $# -gt 0 ]; do
   case $1 in
     --quick) entries=100000 removals=20000 rounds=5 ;;
@@ -24,7 +25,7 @@ build bench
 if [ "$(id -u)" -eq 0 ] && [ -z "${VARNEL_BENCH_NAMESPACE:-}" ] && unshare -m true 2>/dev/null; then
   VARNEL_BENCH_NAMESPACE=1 exec unshare -m --propagation private "$0" --entries "$entries" --rounds "$rounds"
 fi
-[ "$entries" -ge 1000000 ] || removals=20000
+[ "$entries" -ge 1000000 ] || removals=20000 watch=(--quick)
 
 varnel=$PWD/build/bench/bin/varnel
 bare=$PWD/build/bench/bin/bare_scan
@@ -116,3 +117,5 @@ python3 bench/make_tree.py check "$work/tree" "$work/tree.json" --state cleaned 
 echo
 echo "== matching by itself"
 build/bench/bin/matching_bench --benchmark_min_time=0.1 2>/dev/null
+
+scripts/bench-watch.sh "${watch[@]}"

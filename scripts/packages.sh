@@ -7,7 +7,7 @@ packages_volumes=(exfat-fuse exfatprogs fuse3 mount util-linux)
 packages_test=(libgtest-dev libgmock-dev python3 procps clang-format-14 strace acl attr e2fsprogs xfsprogs btrfs-progs ntfs-3g
   bindfs libfuse3-dev man-db dosfstools hfsutils user-mode-linux kmod busybox)
 packages_clang=(clang-19 clang-tidy-19 libclang-rt-19-dev llvm-19)
-packages_bench=(libbenchmark-dev bfs fd-find time python3)
+packages_bench=(libbenchmark-dev bfs fd-find time python3 inotify-tools)
 
 # install_packages NAME…: installs those that are missing; quick, and without the network, when none is.
 install_packages() {
