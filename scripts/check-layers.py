@@ -17,6 +17,7 @@ LAYERS = {
     "rules": (["core/rules/"], ["base"]),
     "volumes": (["core/volumes/"], ["base"]),
     "log": (["core/log/"], ["base"]),
+    "disk": (["core/disk/"], ["base"]),
     "PathGuard": (["core/scan/PathGuard", "core/scan/ProtectedPaths"], ["base"]),
     "Directory": (["core/scan/Directory"], ["base"]),
     "FSInfo": (["core/scan/FSInfo", "core/scan/VolumeIdentity"], ["base", "Directory"]),
@@ -33,7 +34,7 @@ LAYERS = {
     "watcher": (["core/watcher/"], ["base", "rules", "volumes", "log", "PathGuard", "Directory", "FSInfo", "ParentFolders",
                                     "Plan", "ExecResult", "TreeRemover", "Scanner", "Executor"]),
     "cli": (["cli/"], ["base", "rules", "volumes", "log", "PathGuard", "Directory", "FSInfo", "ExecResult", "Plan",
-                       "PlanReport", "PlanCoding", "Walker", "Scanner", "Executor", "watcher"]),
+                       "PlanReport", "PlanCoding", "Walker", "Scanner", "Executor", "watcher", "disk"]),
 }
 PORTABLE = ("core", "cli", "app")
 PLATFORM_WORDS = re.compile(r"#\s*(?:if|ifdef|ifndef|elif).*\b(__linux__|__APPLE__|_WIN32|__unix__)\b")

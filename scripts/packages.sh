@@ -2,10 +2,10 @@
 # Sourced by the other scripts: what they need from Debian, and how it gets on the machine.
 
 packages_build=(g++ cmake ninja-build ccache pkg-config libicu-dev nlohmann-json3-dev libasio-dev libmount-dev
-  libsystemd-dev libcli11-dev)
+  libsystemd-dev libcli11-dev libplist-dev)
 packages_volumes=(exfat-fuse exfatprogs fuse3 mount util-linux)
 packages_test=(libgtest-dev libgmock-dev python3 procps clang-format-14 strace acl attr e2fsprogs xfsprogs btrfs-progs ntfs-3g
-  bindfs libfuse3-dev man-db dosfstools hfsutils user-mode-linux kmod busybox)
+  bindfs libfuse3-dev man-db dosfstools hfsutils user-mode-linux kmod busybox dbus-daemon python3-dbusmock udisks2 udev)
 packages_clang=(clang-19 clang-tidy-19 libclang-rt-19-dev llvm-19)
 packages_bench=(libbenchmark-dev bfs fd-find time python3 inotify-tools)
 
