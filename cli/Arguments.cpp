@@ -37,12 +37,14 @@ struct SelectionWords {
     std::vector<std::string> except;
 };
 
-CLI::Option* addPaths(CLI::App& command, std::vector<std::string>& paths) {
+/// `paths`: one text, or several.
+template <typename Paths>
+CLI::Option* addPaths(CLI::App& command, Paths& paths, const char* description = "Folders or volumes") {
     // An empty word is what a script's unset variable leaves, and must not mean the current folder.
     const auto refuseEmpty = [](const std::string& path) {
         return path.empty() ? std::string("a PATH is empty") : std::string();
     };
-    return command.add_option("PATH", paths, "Folders or volumes")->check(refuseEmpty, "");
+    return command.add_option("PATH", paths, description)->check(refuseEmpty, "");
 }
 
 void addSelection(CLI::App& command, SelectionWords& words) {
@@ -101,6 +103,7 @@ public:
         addPaths(scan_, scanArguments_.paths)->required();
         addPaths(clean_, cleanArguments_.paths)->required();
         addPaths(watch_, watchArguments_.paths);
+        addPaths(eject_, ejectArguments_.path, "A volume, or anything on it")->required();
         addSelection(scan_, scanWords_);
         addSelection(clean_, cleanWords_);
         addSelection(sweep_, sweepWords_);
@@ -118,6 +121,7 @@ public:
                         "Also clean shares whose file server keeps live data in ._ files");
         clean_.add_flag("--force-system-volume-information", cleanArguments_.forceSystemVolumeInformation,
                         "Also remove a System Volume Information folder that holds data or keys");
+        clean_.add_flag("--eject", cleanArguments_.eject, "Eject the volumes afterwards");
         watch_.add_flag("--sweep-first", watchArguments_.sweepFirst, "Remove what is there already");
         watch_.add_option("--sweep-every", sweepMinutes_, "Sweep again and again, for shares that report no changes")
             ->type_name("MINUTES")
@@ -165,6 +169,7 @@ private:
             if (watch_.count("--sweep-every") > 0) watchArguments_.sweepEvery = sweepMinutes_;
             return watchArguments_;
         }
+        if (eject_.parsed()) return ejectArguments_;
         if (rules_.parsed()) return rulesArguments_;
         if (volumes_.parsed()) return volumesArguments_;
         if (log_.count("--lines") > 0) logArguments_.lines = lines_;
@@ -210,6 +215,7 @@ private:
         *app_.add_subcommand("watch",
                              "Remove litter as it appears, until Ctrl-C; without PATH on every volume that is "
                              "not Mac-formatted");
+    CLI::App& eject_ = *app_.add_subcommand("eject", "Eject the volume that holds PATH");
     CLI::App& rules_ = *app_.add_subcommand("rules", "Print the rules and the protected file types");
     CLI::App& volumes_ = *app_.add_subcommand("volumes", "List the mounted volumes; those to clean are marked");
     CLI::App& log_ = *app_.add_subcommand("log", "Print the path of the activity log, or its lines");
@@ -221,6 +227,7 @@ private:
     CleanArguments cleanArguments_;
     SweepArguments sweepArguments_;
     WatchArguments watchArguments_;
+    EjectArguments ejectArguments_;
     RulesArguments rulesArguments_;
     VolumesArguments volumesArguments_;
     LogArguments logArguments_;

@@ -35,6 +35,7 @@ struct CleanArguments {
     bool macFormat = false;
     bool allowLiveForks = false;
     bool forceSystemVolumeInformation = false;
+    bool eject = false;
 };
 
 /// A clean of every visible volume that is not Mac-formatted, with the live rules.
@@ -53,6 +54,10 @@ struct WatchArguments {
     bool allowLiveForks = false;
 };
 
+struct EjectArguments {
+    std::string path;
+};
+
 struct RulesArguments {
     bool json = false;
 };
@@ -66,8 +71,8 @@ struct LogArguments {
     bool follow = false;
 };
 
-using Arguments = std::variant<ScanArguments, CleanArguments, SweepArguments, WatchArguments, RulesArguments,
-                               VolumesArguments, LogArguments>;
+using Arguments = std::variant<ScanArguments, CleanArguments, SweepArguments, WatchArguments, EjectArguments,
+                               RulesArguments, VolumesArguments, LogArguments>;
 
 /// A command line that is answered by a text alone: help, the version, or what is wrong with it.
 struct Answer {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -15,6 +16,7 @@
 #include "cli/Output.h"
 #include "cli/ProgressLine.h"
 #include "cli/Target.h"
+#include "cli/VolumeEjection.h"
 #include "core/log/Log.h"
 #include "core/plan/ExecResult.h"
 #include "core/plan/Executor.h"
@@ -80,6 +82,19 @@ public:
         return status;
     }
 
+    /// Ejects every volume that is through, once.
+    ExitStatus ejectAll() const {
+        auto status = ExitStatus::done;
+        for (const std::string& mountPoint : toEject_) {
+            if (arguments_.dryRun) {
+                Output::message("would eject " + Output::shownInMessage(mountPoint));
+            } else {
+                status = graver(status, VolumeEjection::eject(mountPoint, arguments_.selection.json));
+            }
+        }
+        return status;
+    }
+
     /// Says what the log could not take; a full disk is no reason to stop a clean.
     void closeLog() {
         if (!log_) return;
@@ -104,6 +119,11 @@ private:
         if (known) {
             if (const auto refusal = whyNotWanted(path, type)) return refuse(path, *refusal);
         }
+        std::string mountPoint;
+        if (arguments_.eject && known) {
+            mountPoint = VolumeEjection::mountPointOf(path).value_or("");
+            if (const auto refusal = VolumeEjection::whyRefused(mountPoint)) return refuse(path, *refusal);
+        }
         Plan plan = scan(path);
         if (plan.volume.fsType != type) {
             if (const auto refusal = whyNotWanted(path, plan.volume.fsType)) return refuse(path, *refusal);
@@ -117,13 +137,20 @@ private:
         show(plan, kept);
         if (plan.isEmpty()) {
             if (arguments_.selection.json) Output::result(json(path, arguments_.dryRun, {}, plan.errors));
+            ejectLater(mountPoint);
             return status;
         }
         if (asks() && !Terminal::ask("Clean? [y/N] ")) {
             if (arguments_.selection.json) Output::result(json(path, arguments_.dryRun, {}, plan.errors));
             return graver(status, ExitStatus::failed);
         }
+        ejectLater(mountPoint);
         return graver(status, remove(plan, volume));
+    }
+
+    void ejectLater(const std::string& mountPoint) {
+        if (mountPoint.empty() || std::find(toEject_.begin(), toEject_.end(), mountPoint) != toEject_.end()) return;
+        toEject_.push_back(mountPoint);
     }
 
     ExitStatus refuse(const std::string& path, const std::string& reason) const {
@@ -228,11 +255,14 @@ private:
     const CleanArguments& arguments_;
     std::shared_ptr<Log> log_;
     bool canAsk_;
+    std::vector<std::string> toEject_;  // mount points
 };
 
 }  // namespace
 
-ExitStatus runClean(const CleanArguments& arguments) {
+ExitStatus runClean(const CleanArguments& given) {
+    CleanArguments arguments = given;
+    if (arguments.eject) VolumeEjection::leaveCurrentFolder(arguments.paths);
     Interruption::begin();
     if (!arguments.yes && !arguments.dryRun && !Terminal::canAsk()) {
         Output::message(noTerminal);
@@ -245,8 +275,9 @@ ExitStatus runClean(const CleanArguments& arguments) {
         return ExitStatus::refused;
     }
     Clean clean(arguments);
-    const ExitStatus status = clean.all();
+    ExitStatus status = clean.all();
     clean.closeLog();
+    if (status != ExitStatus::interrupted) status = graver(status, clean.ejectAll());
     return status;
 }
 

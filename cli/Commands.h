@@ -18,6 +18,9 @@ ExitStatus runSweep(const SweepArguments& arguments);
 /// Removes litter as it appears, until SIGINT or SIGTERM.
 ExitStatus runWatch(const WatchArguments& arguments);
 
+/// Ejects the volume that holds a path.
+ExitStatus runEject(const EjectArguments& arguments);
+
 /// Prints the rules and the protected file types.
 ExitStatus runRules(const RulesArguments& arguments);
 

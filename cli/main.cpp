@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <signal.h>  // NOLINT(modernize-deprecated-headers): SIGXFSZ and SIGPIPE are POSIX
+#include <signal.h>  // NOLINT(modernize-deprecated-headers): the signals of a terminal are POSIX
 
 #include <string>
 #include <variant>
@@ -19,6 +19,7 @@ struct Run {
     ExitStatus operator()(const CleanArguments& arguments) const { return runClean(arguments); }
     ExitStatus operator()(const SweepArguments& arguments) const { return runSweep(arguments); }
     ExitStatus operator()(const WatchArguments& arguments) const { return runWatch(arguments); }
+    ExitStatus operator()(const EjectArguments& arguments) const { return runEject(arguments); }
     ExitStatus operator()(const RulesArguments& arguments) const { return runRules(arguments); }
     ExitStatus operator()(const VolumesArguments& arguments) const { return runVolumes(arguments); }
     ExitStatus operator()(const LogArguments& arguments) const { return runLog(arguments); }
@@ -30,6 +31,8 @@ int main(int count, char** words) {
     // A closed pipe or a limit on file sizes must end a write with an error, not the process in the middle of its work.
     ::signal(SIGPIPE, SIG_IGN);
     ::signal(SIGXFSZ, SIG_IGN);
+    // Whoever started this may ignore its children; then nobody could tell how one of ours ended.
+    ::signal(SIGCHLD, SIG_DFL);
 
     const auto arguments = parseArguments(std::vector<std::string>(words + (count > 0 ? 1 : 0), words + count));
     auto status = ExitStatus::done;

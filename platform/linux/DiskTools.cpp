@@ -112,7 +112,7 @@ private:
             devices.push_back(part->number);
         const auto places = mountPointsOf(devices);
         if (!places) return "the mount table cannot be read";
-        const auto kept = std::find_if(places->begin(), places->end(), PathGuard::isForbidden);
+        const auto kept = std::find_if(places->begin(), places->end(), PathGuard::isForbiddenPlace);
         if (kept == places->end()) return std::nullopt;
         return name_ + " is on a drive that the system uses: " + *kept;
     }
@@ -195,7 +195,7 @@ public:
         const auto& volume = volumeAt(path);
         if (!volume) return failure();
         if (!volume->isMounted()) return {0, ""};
-        if (PathGuard::isForbidden(volume->mountPoint)) return refusal(*volume);
+        if (PathGuard::isForbiddenPlace(volume->mountPoint)) return refusal(*volume);
         const auto number = deviceNumber(volume->device);
         if (!number) return failure();
         const auto places = mountPointsOf({*number});
@@ -212,7 +212,7 @@ public:
     ProgramResult unmountPlainly(const std::string& path, bool force) final {
         const auto& volume = volumeAt(path);
         // For "/" the kernel's answer would be to make it read-only.
-        if (volume && PathGuard::isForbidden(volume->mountPoint)) return refusal(*volume);
+        if (volume && PathGuard::isForbiddenPlace(volume->mountPoint)) return refusal(*volume);
         std::vector<std::string> words = {volume ? volume->mountPoint : path};
         if (force) words.insert(words.begin(), "-f");
         return runProgram(umountProgram, words);
