@@ -17,7 +17,6 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -32,6 +31,7 @@
 #include <utility>
 
 #include "core/base/FileDescriptor.h"
+#include "platform/posix/Stepwise.h"
 
 namespace varnel::Directory {
 namespace {
@@ -76,12 +76,6 @@ std::expected<Facts, int> askFor(int folder, const char* name, int flags) {
     return facts;
 }
 
-std::expected<FileDescriptor, int> openPlain(int folder, const char* name, int flags) {
-    const int descriptor = ::openat(folder, name, flags);
-    if (descriptor < 0) return std::unexpected(errno);
-    return FileDescriptor(descriptor);
-}
-
 /// One openat2() beneath `folder`; ENOSYS where the call cannot be used.
 std::expected<FileDescriptor, int> openSafely(int folder, const char* below, Purpose purpose,
                                               std::uint64_t resolve = beneath) {
@@ -109,18 +103,6 @@ std::expected<FileDescriptor, int> openSafely(int folder, const char* below, Pur
     return std::unexpected(ENOSYS);
 }
 
-/// One component without openat2(): opened by itself, then held against the folder that it must share a mount with.
-std::expected<FileDescriptor, int> openComponent(int folder, const std::string& name, Purpose purpose) {
-    const auto above = factsOf(folder);
-    if (!above) return std::unexpected(above.error());
-    auto opened = openPlain(folder, name.c_str(), flagsFor(purpose));
-    if (!opened) return opened;
-    const auto here = factsOf(opened->get());
-    if (!here) return std::unexpected(here.error());
-    if (!here->isOnSameMount(*above)) return std::unexpected(EXDEV);
-    return opened;
-}
-
 }  // namespace
 
 std::expected<Facts, int> facts(int folder, const char* name) {
@@ -141,16 +123,7 @@ std::expected<Facts, int> factsOf(int descriptor) {
 
 std::expected<FileDescriptor, int> openRoot(const std::string& path, Links links, Purpose purpose) {
     const int flags = flagsFor(purpose);
-    return openPlain(AT_FDCWD, path.c_str(), links == Links::follow ? flags & ~O_NOFOLLOW : flags);
-}
-
-std::expected<std::string, int> physicalPath(int folder) {
-    const std::string link = "/proc/self/fd/" + std::to_string(folder);
-    std::string path(longestPath + 1, '\0');
-    const ssize_t length = ::readlink(link.c_str(), path.data(), path.size());
-    if (length < 0) return std::unexpected(errno);
-    path.resize(static_cast<std::size_t>(length));
-    return path;
+    return Stepwise::openFolder(AT_FDCWD, path.c_str(), links == Links::follow ? flags & ~O_NOFOLLOW : flags);
 }
 
 std::expected<Opened, int> openChild(int folder, const std::string& name) {
@@ -167,7 +140,7 @@ std::expected<Opened, int> openChild(int folder, const std::string& name) {
         return Opened{*std::move(listable), false};
     }
     if (opened.error() != ENOSYS) return std::unexpected(opened.error());
-    auto component = openComponent(folder, name, Purpose::list);
+    auto component = Stepwise::openChild(folder, name, listFlags);
     if (!component) return std::unexpected(component.error());
     const bool isSearchable = facts(component->get(), ".").has_value();
     return Opened{*std::move(component), isSearchable};
@@ -187,38 +160,8 @@ std::expected<FileDescriptor, int> openBeneath(int folder, std::string_view belo
     const std::string path(below.empty() ? std::string_view(".") : below);
     auto opened = openSafely(here(), path.c_str(), purpose);
     if (opened || opened.error() != ENOSYS) return opened;
-    opened = openPlain(here(), ".", flagsFor(purpose));
-    while (opened && !below.empty()) {
-        const std::size_t slash = std::min(below.find('/'), below.size());
-        const std::string part(below.substr(0, slash));
-        below.remove_prefix(std::min(slash + 1, below.size()));
-        if (part == "..") return std::unexpected(EXDEV);
-        if (!part.empty() && part != ".") opened = openComponent(opened->get(), part, purpose);
-    }
-    return opened;
+    return Stepwise::openBeneath(here(), below, flagsFor(purpose));
 }
-
-std::expected<FileDescriptor, int> openParent(int folder) {
-    return openPlain(folder, "..", listFlags);
-}
-
-int removeEntry(int folder, const char* name) {
-    return ::unlinkat(folder, name, 0) == 0 ? 0 : errno;
-}
-
-int removeFolder(int folder, const char* name) {
-    return ::unlinkat(folder, name, AT_REMOVEDIR) == 0 ? 0 : errno;
-}
-
-namespace {
-
-/// "." and "..", and the empty name that no sound file system gives.
-bool isSelfOrParent(const char* name) {
-    if (name[0] != '.') return name[0] == '\0';
-    return name[1] == '\0' || (name[1] == '.' && name[2] == '\0');
-}
-
-}  // namespace
 
 /// The kernel's record: inode and offset (8 bytes each), record length (2), kind (1), the name with its zero.
 struct Listing::State {
@@ -262,7 +205,7 @@ bool Listing::next(ListedEntry& entry) {
         std::uint16_t length = 0;
         std::memcpy(&length, record + State::lengthAt, sizeof length);
         state.at += length;
-        if (isSelfOrParent(record + State::nameAt)) continue;
+        if (Stepwise::isSelfOrParent(record + State::nameAt)) continue;
         entry.name = record + State::nameAt;
         switch (static_cast<unsigned char>(record[State::kindAt])) {
             case DT_UNKNOWN:

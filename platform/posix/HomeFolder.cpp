@@ -4,8 +4,8 @@
 // an absolute path, and asks the user database otherwise.
 #include "core/base/HomeFolder.h"
 
-#ifndef __linux__
-#error "This source is for Linux."
+#if !defined(__linux__) && !defined(__APPLE__)
+#error "This source is for Linux and macOS."
 #endif
 
 #include <pwd.h>
