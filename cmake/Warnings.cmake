@@ -4,6 +4,9 @@ target_compile_options(VarnelWarnings INTERFACE
   -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast>
   -Wcast-align -Wnull-dereference -Wimplicit-fallthrough)
+target_compile_options(VarnelWarnings INTERFACE $<$<COMPILE_LANGUAGE:OBJCXX>:
+  -Wundeclared-selector -Wstrict-selector-match -Wobjc-missing-super-calls -Wnullable-to-nonnull-conversion
+  -Wunguarded-availability -Wformat=2>)
 # GCC 12 sees null dereferences and overlapping copies inside its own inlined library code once it optimises.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(VarnelWarnings INTERFACE -Wno-null-dereference -Wno-restrict)

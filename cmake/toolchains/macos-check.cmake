@@ -13,13 +13,13 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 foreach(language C CXX OBJCXX)
-  set(CMAKE_${language}_COMPILER clang++-19)
+  set(CMAKE_${language}_COMPILER /usr/bin/clang++-19)
   set(CMAKE_${language}_COMPILER_TARGET arm64-apple-macos)
   # The C++ library's own folder beside the compiler is the one for this machine.
   set(CMAKE_${language}_FLAGS_INIT
     "-B${VARNEL_MACOS}/bin -nostdinc++ -isystem ${VARNEL_MACOS}/sdk/usr/include/c++/v1")
 endforeach()
-set(CMAKE_C_COMPILER clang-19)
+set(CMAKE_C_COMPILER /usr/bin/clang-19)
 set(CMAKE_C_FLAGS_INIT "-B${VARNEL_MACOS}/bin")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-fuse-ld=lld")
 set(CMAKE_AR llvm-ar-19)

@@ -9,6 +9,7 @@ cd "$(dirname "$0")/../.."
 install_packages "${packages_macos[@]}"
 
 readonly out=build/macos sdk=build/macos/sdk llvm=/usr/lib/llvm-19
+readonly metadata=$out/npm/macos-node-api/build/RelWithDebInfo/NativeScript.apple.node/macos-arm64/NativeScript.framework/Versions/0.1.0/NativeScript
 readonly targets='[ x86_64-macos, arm64-macos ]'
 
 # fetch NAME VERSION SHA256: one package from npm into build/macos/npm/NAME, held against the sum of what was reviewed.
@@ -60,6 +61,16 @@ stub "$sdk/usr/lib/libc++.tbd" /usr/lib/libc++.1.dylib "${symbols[@]}"
 # Libraries of headers alone.
 for library in nlohmann CLI; do cp -r "/usr/include/$library" "$sdk/usr/include/"; done
 for library in nlohmann_json CLI11; do cp -r "/usr/share/cmake/$library" "$sdk/usr/share/cmake/"; done
+
+# Frameworks: their headers are written by hand and held against the metadata; what the linker reads follows from them.
+for header in scripts/macos/sdk/frameworks/*.h; do
+  name=$(basename "$header" .h)
+  mkdir -p "$sdk/System/Library/Frameworks/$name.framework/Headers"
+  cp "$header" "$sdk/System/Library/Frameworks/$name.framework/Headers/$name.h"
+done
+
+cp scripts/macos/sdk/lib/*.tbd "$sdk/usr/lib/"
+scripts/macos/check-interfaces.py "$metadata" "$sdk" --stubs
 
 # The compiler asks for the Mac's own name of this tool.
 ln -sf "$(command -v llvm-lipo-19)" "$out/bin/lipo"

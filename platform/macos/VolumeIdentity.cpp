@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+//
+// The system's own number of a mounted volume is its device and type over again, so it tells two cards apart no better
+// than the device. The UUID that the volume carries does, or that the driver makes of a card's serial number.
+#include "core/scan/VolumeIdentity.h"
+
+#if !__has_include(<CoreServices/CoreServices.h>)
+#error "This source is for macOS."
+#endif
+
+#include <fcntl.h>
+#include <sys/attr.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string>
+
+#include "core/base/FileDescriptor.h"
+
+namespace varnel {
+namespace {
+
+struct __attribute__((packed)) VolumeAnswer {
+    std::uint32_t length;
+    std::array<std::uint64_t, 2> uuid;
+};
+
+/// The UUID of the volume that is mounted at a path, folded to half its length; 0 where it carries none.
+std::uint64_t uuidOf(const char* mountPoint) {
+    attrlist wanted{};
+    wanted.bitmapcount = ATTR_BIT_MAP_COUNT;
+    wanted.volattr = ATTR_VOL_INFO | ATTR_VOL_UUID;
+    VolumeAnswer answer{};
+    if (::getattrlist(mountPoint, &wanted, &answer, sizeof answer, 0) != 0) return 0;
+    return answer.uuid[0] ^ answer.uuid[1];
+}
+
+}  // namespace
+
+std::optional<VolumeIdentity> VolumeIdentity::of(const std::string& folder) {
+    const FileDescriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!descriptor.isOpen()) return std::nullopt;
+    return of(descriptor.get());
+}
+
+std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
+    struct stat status {};
+    struct statfs system {};
+    if (::fstat(descriptor, &status) != 0 || ::fstatfs(descriptor, &system) != 0) return std::nullopt;
+    VolumeIdentity identity;
+    identity.device = status.st_dev;
+    identity.rootInode = status.st_ino;
+    identity.fileSystem = uuidOf(system.f_mntonname);
+    identity.blocks = system.f_blocks;
+    identity.born = status.st_birthtimespec.tv_sec;
+    return identity;
+}
+
+}  // namespace varnel

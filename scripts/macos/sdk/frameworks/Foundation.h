@@ -1,0 +1,135 @@
+// What this project uses of Foundation, each with the first macOS that has it: a message that is not here, or that is
+// too new, does not compile. scripts/macos/check-interfaces.py holds it against the system's own metadata.
+#pragma once
+#include <CoreFoundation/CoreFoundation.h>
+#import <objc/NSObject.h>
+#include <objc/objc.h>
+
+#pragma clang assume_nonnull begin
+extern "C" {
+
+@class NSArray<__covariant ObjectType>, NSDate, NSDictionary<__covariant KeyType, __covariant ObjectType>, NSError;
+@class NSNotification, NSNotificationCenter, NSOperationQueue, NSString, NSURL;
+
+typedef NSString *NSNotificationName;
+typedef NSString *NSURLResourceKey;
+typedef unsigned short unichar;
+
+typedef struct _NSRange {
+    NSUInteger location;
+    NSUInteger length;
+} NSRange;
+static inline NSRange NSMakeRange(NSUInteger location, NSUInteger length) { return NSRange{location, length}; }
+static inline NSUInteger NSMaxRange(NSRange range) { return range.location + range.length; }
+
+typedef struct NSFastEnumerationState {
+    unsigned long state;
+    id __unsafe_unretained _Nullable *_Nullable itemsPtr;
+    unsigned long *_Nullable mutationsPtr;
+    unsigned long extra[5];
+} NSFastEnumerationState;
+
+API_AVAILABLE(macos(10.5))
+@protocol NSFastEnumeration
+- (NSUInteger)countByEnumeratingWithState:(NSFastEnumerationState *)state
+                                  objects:(id __unsafe_unretained _Nullable[_Nonnull])buffer
+                                    count:(NSUInteger)count;
+@end
+
+typedef enum NSComparisonResult : NSInteger {
+    NSOrderedAscending = -1,
+    NSOrderedSame = 0,
+    NSOrderedDescending = 1
+} NSComparisonResult;
+
+typedef NSUInteger NSStringCompareOptions;
+enum : NSStringCompareOptions { NSCaseInsensitiveSearch = 1, NSLiteralSearch = 2 };
+
+typedef NSUInteger NSStringEncoding;
+enum : NSStringEncoding { NSUTF8StringEncoding = 4 };
+
+API_AVAILABLE(macos(10.0))
+@interface NSString : NSObject
+- (nullable instancetype)initWithBytes:(const void *)bytes length:(NSUInteger)length encoding:(NSStringEncoding)encoding;
+- (nullable const char *)UTF8String;
+- (NSUInteger)length;
+- (unichar)characterAtIndex:(NSUInteger)index;
+- (NSRange)rangeOfComposedCharacterSequenceAtIndex:(NSUInteger)index;
+- (NSString *)substringWithRange:(NSRange)range;
+- (NSString *)precomposedStringWithCanonicalMapping;
+- (NSString *)lowercaseString;
+- (NSComparisonResult)compare:(NSString *)string options:(NSStringCompareOptions)options;
+- (NSComparisonResult)localizedStandardCompare:(NSString *)string API_AVAILABLE(macos(10.6));
+- (NSString *)stringByStandardizingPath;
+@end
+
+API_AVAILABLE(macos(10.0))
+@interface NSArray<__covariant ObjectType> : NSObject <NSFastEnumeration>
++ (instancetype)arrayWithObjects:(const ObjectType _Nonnull[_Nullable])objects count:(NSUInteger)count;
+@end
+
+API_AVAILABLE(macos(10.0))
+@interface NSMutableArray<ObjectType> : NSArray <ObjectType>
++ (instancetype)array;
+- (void)addObject:(ObjectType)object;
+@end
+
+API_AVAILABLE(macos(10.0))
+@interface NSDictionary<__covariant KeyType, __covariant ObjectType> : NSObject
+- (nullable ObjectType)objectForKey:(KeyType)key;
+@end
+
+API_AVAILABLE(macos(10.0))
+@interface NSNumber : NSObject
+- (BOOL)boolValue;
+@end
+
+typedef NSUInteger NSVolumeEnumerationOptions;
+enum : NSVolumeEnumerationOptions { NSVolumeEnumerationSkipHiddenVolumes = 2 };
+
+API_AVAILABLE(macos(10.0))
+@interface NSFileManager : NSObject
++ (NSFileManager *)defaultManager;
+- (nullable NSArray<NSURL *> *)mountedVolumeURLsIncludingResourceValuesForKeys:
+                                   (nullable NSArray<NSURLResourceKey> *)keys
+                                                                       options:(NSVolumeEnumerationOptions)options
+    API_AVAILABLE(macos(10.6));
+- (nullable NSArray<NSString *> *)contentsOfDirectoryAtPath:(NSString *)path
+                                                      error:(NSError *_Nullable *_Nullable)error
+    API_AVAILABLE(macos(10.5));
+@end
+
+API_AVAILABLE(macos(10.0))
+@interface NSURL : NSObject
++ (NSURL *)fileURLWithPath:(NSString *)path;
+- (nullable NSString *)path;
+- (nullable NSURL *)URLByStandardizingPath API_AVAILABLE(macos(10.6));
+- (nullable NSDictionary<NSURLResourceKey, id> *)resourceValuesForKeys:(NSArray<NSURLResourceKey> *)keys
+                                                                 error:(NSError *_Nullable *_Nullable)error
+    API_AVAILABLE(macos(10.6));
+@end
+
+extern const NSURLResourceKey NSURLVolumeIsLocalKey API_AVAILABLE(macos(10.7));
+extern const NSURLResourceKey NSURLVolumeIsRemovableKey API_AVAILABLE(macos(10.7));
+extern const NSURLResourceKey NSURLVolumeIsInternalKey API_AVAILABLE(macos(10.7));
+
+typedef enum NSByteCountFormatterCountStyle : NSInteger {
+    NSByteCountFormatterCountStyleFile = 0
+} NSByteCountFormatterCountStyle;
+
+API_AVAILABLE(macos(10.8))
+@interface NSByteCountFormatter : NSObject
++ (NSString *)stringFromByteCount:(long long)count countStyle:(NSByteCountFormatterCountStyle)style;
+@end
+
+API_AVAILABLE(macos(10.0))
+@interface NSNotificationCenter : NSObject
+- (id<NSObject>)addObserverForName:(nullable NSNotificationName)name
+                            object:(nullable id)object
+                             queue:(nullable NSOperationQueue *)queue
+                        usingBlock:(void (^)(NSNotification *notification))block API_AVAILABLE(macos(10.6));
+- (void)removeObserver:(id)observer;
+@end
+
+}  // extern "C"
+#pragma clang assume_nonnull end
