@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <expected>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/Desktop.h"
+#include "core/log/Log.h"
+#include "core/rules/RuleSet.h"
+#include "core/volumes/Volume.h"
+#include "core/watcher/Watcher.h"
+
+namespace varnel {
+
+/// What the application needs beside the desktop.
+struct AppPorts {
+    std::shared_ptr<Log> log;  ///< Null where none could be opened.
+    std::function<std::shared_ptr<Watcher>(RuleSet rules, double latency, std::shared_ptr<Log> log)> createWatcher;
+    std::function<std::vector<Volume>()> targets;  ///< The volumes for the menu. Never waits for a server.
+    /// The type of the file system that holds a path. Never waits for a server.
+    std::function<std::optional<std::string>(const std::string& path)> fileSystemType;
+    /// Ejects the volume that holds a path, or says in words for people why not. Blocks.
+    std::function<std::expected<void, std::string>(const std::string& path, bool force)> eject;
+
+    /// The system's own. What the watcher cannot watch goes to the desktop's console.
+    static AppPorts ofSystem(std::shared_ptr<Desktop> desktop);
+};
+
+}  // namespace varnel
