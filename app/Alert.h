@@ -8,8 +8,8 @@
 
 namespace varnel {
 
-/// A modal question or message, as a value: a desktop only shows it. Every text is plain, never markup, and is shown
-/// as it stands; paths in it may hold any bytes.
+/// A modal question or message, as a value: a desktop only shows it. Every text is well-formed UTF-8, plain, never
+/// markup, and is shown as it stands.
 struct Alert {
     enum class Style : std::uint8_t { plain, warning };
 
@@ -18,7 +18,7 @@ struct Alert {
     std::vector<std::string> buttons;  ///< Titles in order, at least one; the first means yes.
     Style style = Style::plain;
     /// A longer text to scroll through, read-only and in a monospaced font of size 11, in an area of 520 by 240 points.
-    std::optional<std::string> report;
+    std::optional<std::string> report = std::nullopt;
 
     bool operator==(const Alert&) const = default;
 };

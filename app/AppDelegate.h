@@ -7,12 +7,13 @@
 // the main thread, where it asks, and the background, where it scans and removes:
 //
 //   preview() ─ guard, Mac format? ─▶ scan ─▶ confirm() ─ asks ─▶ remove, eject ─▶ finish() ─ reports
-//   main                              background   main               background        main
+//   main                              background   main              background        main
 //
 // `isBusy` lets one flow at a time through: it is set while a background step of the flow waits or works, and free
 // while the person is being asked.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,8 +43,8 @@ public:
     /// watcher where it is wanted. Without a log no watcher is started.
     void applicationDidFinishLaunching();
 
-    /// To be called once, when the event loop is about to end: stops the watcher and sees its log lines written, but
-    /// waits for a disk that does not answer no longer than five seconds.
+    /// To be called once, when the event loop is about to end: stops the watcher, ends a removal after the item
+    /// that it is at, and sees the log written; but waits for a disk that does not answer no longer than a few seconds.
     void applicationWillTerminate();
 
     /// The menu as it should be now; to be called each time before it opens.
@@ -61,6 +62,8 @@ public:
     bool isBusy() const { return isBusy_; }
 
 private:
+    static constexpr const char* watcherPreference = "watcherEnabled";
+
     struct PreviewOptions {
         bool ejectAfter = false;
         bool alreadyConfirmed = false;
@@ -94,15 +97,21 @@ private:
     void previewVolume(const std::optional<std::string>& mountPoint, PreviewOptions options);
     void preview(const std::string& path, PreviewOptions options);
     void scan(Flow flow);
+    void refuse(const std::string& path);
     void confirm(Flow flow);
     void remove(const Flow& flow);
     void finish(const std::string& report);
+    void waitForRemovals() const;
 
     const std::shared_ptr<Desktop> desktop_;
     const AppPorts ports_;
     std::shared_ptr<Watcher> watcher_;
     std::optional<RuleSet> rules_;
     bool isBusy_ = false;
+
+    // Read from everywhere.
+    std::atomic<bool> isEnding_{false};
+    std::atomic<int> removals_{0};  // at work
 };
 
 }  // namespace varnel

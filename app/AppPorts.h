@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
 #include <expected>
 #include <functional>
 #include <memory>
@@ -25,6 +26,8 @@ struct AppPorts {
     std::function<std::optional<std::string>(const std::string& path)> fileSystemType;
     /// Ejects the volume that holds a path, or says in words for people why not. Blocks.
     std::function<std::expected<void, std::string>(const std::string& path, bool force)> eject;
+    /// How long switching the watcher off, or quitting, waits for a sweep that is at work.
+    std::chrono::milliseconds patience{5000};
 
     /// The system's own. What the watcher cannot watch goes to the desktop's console.
     static AppPorts ofSystem(std::shared_ptr<Desktop> desktop);

@@ -44,10 +44,7 @@ std::expected<std::string, std::string> path(const std::string& word) {
 }
 
 bool isProtected(const std::string& path) {
-    if (PathGuard::isForbidden(path)) return true;
-    std::error_code error;
-    const std::filesystem::path physical = std::filesystem::canonical(path, error);
-    return !error && PathGuard::isForbiddenPlace(physical.native());
+    return PathGuard::leadsToForbidden(path);
 }
 
 std::string problem(const std::string& path) {

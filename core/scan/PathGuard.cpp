@@ -35,4 +35,11 @@ bool isForbiddenPlace(std::string_view physicalPath) {
     });
 }
 
+bool leadsToForbidden(const std::string& path) {
+    if (isForbidden(path)) return true;
+    std::error_code error;
+    const std::filesystem::path physical = std::filesystem::canonical(path, error);
+    return !error && isForbiddenPlace(physical.native());
+}
+
 }  // namespace varnel::PathGuard

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <string>
 #include <string_view>
 
 namespace varnel::PathGuard {
@@ -19,5 +20,9 @@ bool isForbidden(std::string_view path);
 /// The same of a place, a path whose links were all followed: the home folder's own path may lead through links, so
 /// what is compared is the place that it leads to as well.
 bool isForbiddenPlace(std::string_view physicalPath);
+
+/// Whether a path is forbidden as it is written, or leads through links to a place that is. Asks the disk, and waits
+/// for its answer.
+bool leadsToForbidden(const std::string& path);
 
 }  // namespace varnel::PathGuard

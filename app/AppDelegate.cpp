@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+#include "app/AppDelegate.h"
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "app/AppPorts.h"
+#include "app/BoundedWait.h"
+#include "app/Desktop.h"
+#include "app/StatusMenu.h"
+#include "core/base/Checked.h"
+#include "core/log/Log.h"
+#include "core/rules/RuleSet.h"
+#include "core/watcher/Watcher.h"
+
+namespace varnel {
+namespace {
+
+/// Seconds for which the watcher gathers events that follow closely on others.
+constexpr double latency = 0.25;
+
+/// For the last removal and the last lines of the log, once the watcher has had its time.
+constexpr std::chrono::seconds lastWords{1};
+
+}  // namespace
+
+std::shared_ptr<AppDelegate> AppDelegate::create(std::shared_ptr<Desktop> desktop, AppPorts ports) {
+    return std::shared_ptr<AppDelegate>(new AppDelegate(std::move(desktop), std::move(ports)));
+}
+
+AppDelegate::AppDelegate(std::shared_ptr<Desktop> desktop, AppPorts ports)
+    : desktop_(std::move(desktop)), ports_(std::move(ports)) {}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    assertOnMain();
+    desktop_->provideServices();
+    desktop_->showStatusItem(
+        {.symbol = "sparkles", .accessibilityDescription = "Varnel", .isTemplate = true, .toolTip = "Varnel"});
+    if (!ports_.log) {
+        desktop_->writeToConsole("Varnel: log unavailable");
+        return;
+    }
+    watcher().onDelete = [log = ports_.log](const std::string& path) { log->write("APP   deleted " + path); };
+    if (watcherEnabled()) watcher().start();
+    write(std::string("APP   launched (watcher ") + (watcherEnabled() ? "on" : "off") + ")");
+}
+
+void AppDelegate::applicationWillTerminate() {
+    assertOnMain();
+    isEnding_ = true;
+    stopWatcher();
+    BoundedWait::run(
+        [self = shared_from_this()] {
+            self->waitForRemovals();
+            if (self->ports_.log) self->ports_.log->flush();
+        },
+        lastWords);
+}
+
+StatusMenu AppDelegate::menuNeedsUpdate() {
+    assertOnMain();
+    const auto deleted = watcher().stats().deleted;
+    return statusMenu({.deleted = deleted,
+                       .targets = ports_.targets(),
+                       .watcherEnabled = [this] { return watcherEnabled(); },
+                       .opensAtLogin = [this] { return desktop_->opensAtLogin(); }});
+}
+
+void AppDelegate::assertOnMain() const {
+    if (!desktop_->isMainThread()) trap("the application was touched off the main thread");
+}
+
+void AppDelegate::write(const std::string& message) const {
+    if (ports_.log) ports_.log->write(message);
+}
+
+Watcher& AppDelegate::watcher() {
+    if (!watcher_) watcher_ = ports_.createWatcher(RuleSet::standard(), latency, ports_.log);
+    return *watcher_;
+}
+
+const RuleSet& AppDelegate::rules() {
+    if (!rules_) rules_ = RuleSet::standard();
+    return *rules_;
+}
+
+bool AppDelegate::watcherEnabled() const {
+    return desktop_->preference(watcherPreference).value_or(true);
+}
+
+void AppDelegate::stopWatcher() {
+    watcher();
+    // A sweep of a dead share would hold this thread, and with it the menu, for ever.
+    BoundedWait::run([watcher = watcher_] { watcher->stop(); }, ports_.patience);
+}
+
+}  // namespace varnel
