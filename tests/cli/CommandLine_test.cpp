@@ -193,6 +193,7 @@ Subcommands:
   clean                       Scan, show, ask, delete
   sweep                       Clean every volume that is not Mac-formatted, with the live rules
   watch                       Remove litter as it appears, until Ctrl-C; without PATH on every volume that is not Mac-formatted
+  eject                       Eject the volume that holds PATH
   rules                       Print the rules and the protected file types
   volumes                     List the mounted volumes; those to clean are marked
   log                         Print the path of the activity log, or its lines
