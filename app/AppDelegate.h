@@ -73,6 +73,7 @@ private:
     struct Flow {
         std::string path;  // standardised
         PreviewOptions options;
+        std::string fileSystemType;  // before the scan
         Plan plan;
         VolumeIdentity volume;  // on which the scan took place
     };
@@ -96,6 +97,7 @@ private:
 
     void previewVolume(const std::optional<std::string>& mountPoint, PreviewOptions options);
     void preview(const std::string& path, PreviewOptions options);
+    bool mayTouch(const std::string& path, const std::string& fileSystemType);
     void scan(Flow flow);
     void refuse(const std::string& path);
     void confirm(Flow flow);

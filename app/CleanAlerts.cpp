@@ -35,7 +35,7 @@ Alert refused(const std::string& path) {
 }
 
 Alert macFormat(const std::string& path, const std::string& fileSystemType) {
-    return {Text::repaired(path) + " is on a " + fileSystemType + " volume",
+    return {Text::repaired(path) + " is on a " + Text::repaired(fileSystemType) + " volume",
             "This is a Mac format. Deleting metadata here only affects Finder cosmetics, but it is unusual. "
             "Clean anyway?",
             {"Clean Anyway", "Cancel"},

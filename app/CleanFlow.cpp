@@ -27,18 +27,21 @@ void AppDelegate::previewVolume(const std::optional<std::string>& mountPoint, Pr
 
 void AppDelegate::preview(const std::string& path, PreviewOptions options) {
     if (isBusy_) return;
-    Flow flow = {.path = Path::standardized(path), .options = options, .plan = {}, .volume = {}};
+    Flow flow = {.path = Path::standardized(path), .options = options, .fileSystemType = {}, .plan = {}, .volume = {}};
     if (PathGuard::isForbidden(flow.path)) {
         desktop_->ask(CleanAlerts::refused(flow.path));
         return;
     }
-    const Volume volume = {flow.path, ports_.fileSystemType(flow.path).value_or("unknown"), /*isLocal=*/true,
-                           /*isRemovable=*/false, /*isInternal=*/false};
-    if (volume.isMacFormat() && !desktop_->ask(CleanAlerts::macFormat(flow.path, volume.fsType))) return;
+    flow.fileSystemType = ports_.fileSystemType(flow.path).value_or("unknown");
+    if (!mayTouch(flow.path, flow.fileSystemType)) return;
     isBusy_ = true;
     desktop_->inBackground([weak = weak_from_this(), flow = std::move(flow)]() mutable {
         if (const auto self = weak.lock()) self->scan(std::move(flow));
     });
+}
+
+bool AppDelegate::mayTouch(const std::string& path, const std::string& fileSystemType) {
+    return !Volume::isMacFormat(fileSystemType) || desktop_->ask(CleanAlerts::macFormat(path, fileSystemType));
 }
 
 void AppDelegate::scan(Flow flow) {
@@ -66,6 +69,9 @@ void AppDelegate::confirm(Flow flow) {
         desktop_->ask(CleanAlerts::nothingToClean(flow.plan));
         return;
     }
+    // A volume that is mounted only when it is used had another type before the scan.
+    const std::string& scannedType = flow.plan.volume.fsType;
+    if (scannedType != flow.fileSystemType && !mayTouch(flow.path, scannedType)) return;
     if (!flow.options.alreadyConfirmed && !desktop_->ask(CleanAlerts::confirmation(flow.plan))) return;
     isBusy_ = true;
     desktop_->inBackground([self = shared_from_this(), flow = std::move(flow)] { self->remove(flow); });

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#include "app/BoundedWait.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <thread>
+
+#include "tests/support/Waiting.h"
+
+namespace varnel {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(BoundedWait, ReturnsWhenTheWorkHasEnded) {
+    std::thread::id worker;
+    EXPECT_TRUE(BoundedWait::run([&] { worker = std::this_thread::get_id(); }, 20s));
+    EXPECT_NE(worker, std::thread::id());
+    EXPECT_NE(worker, std::this_thread::get_id());
+}
+
+TEST(BoundedWait, LeavesWorkBehindThatDoesNotEndInTime) {
+    auto release = std::make_shared<std::promise<void>>();
+    auto hasEnded = std::make_shared<std::atomic<bool>>(false);
+    EXPECT_FALSE(BoundedWait::run(
+        [released = release->get_future().share(), hasEnded] {
+            released.wait();
+            *hasEnded = true;
+        },
+        10ms));
+    EXPECT_FALSE(*hasEnded);
+    release->set_value();
+    EXPECT_TRUE(tests::comesTrue([&] { return hasEnded->load(); })) << "it goes on";
+}
+
+}  // namespace
+}  // namespace varnel
