@@ -30,6 +30,7 @@
 namespace varnel {
 namespace {
 
+using namespace std::chrono_literals;
 using tests::AppRig;
 using Texts = std::vector<std::string>;
 
@@ -550,34 +551,40 @@ TEST(CleanFlowLifetime, KeepsTheApplicationFromTheScanOn) {
     EXPECT_TRUE(app.expired()) << "and lets go of it in the end";
 }
 
-/// A removal that stands still at its first line of the log until the watcher is stopped, which is when the
-/// application ends.
 TEST(CleanFlowLifetime, EndsARemovalAfterItsItemAndWritesTheLogBeforeTheProcessEnds) {
     std::promise<void> removing;
     std::promise<void> ending;
-    std::atomic<bool> isHeld{false};
+    std::promise<void> ended;
+    std::atomic<bool> isRemoving{false};
+    std::atomic<std::thread::id> removalThread;
+    // The removal stands still at its first line until the application is ending, and at its last for as long as
+    // nobody may have left without it.
     const std::function<std::int64_t()> clock = [&]() -> std::int64_t {
-        if (isHeld.exchange(false)) {
+        if (isRemoving.exchange(false)) {
+            removalThread = std::this_thread::get_id();
             removing.set_value();
             ending.get_future().wait();
+        } else if (removalThread == std::this_thread::get_id()) {
+            EXPECT_EQ(ended.get_future().wait_for(200ms), std::future_status::timeout) << "it was not waited for";
         }
         return 0;
     };
     AppRig rig(/*hasLog=*/true, clock);
-    rig.app().applicationDidFinishLaunching();
-    rig.runWatcher();
     for (const char* name : {"v/._a", "v/._b", "v/._c"})
         rig.tree.file(name);
+    rig.app().applicationDidFinishLaunching();
+    rig.runWatcher();
     rig.stream.onStop = [&] { ending.set_value(); };
     rig.desktop->accept(question(rig.root));
     rig.perform(MenuAction::cleanAndEject, rig.root);
     rig.desktop->runBackground();
     rig.desktop->runMain();
-    isHeld = true;
+    isRemoving = true;
     std::thread removal = rig.desktop->beginBackground();
     removing.get_future().wait();
     rig.app().applicationWillTerminate();
     const std::string log = rig.tree.contents("log/varnel.log");
+    ended.set_value();
     removal.join();
     EXPECT_NE(log.find("DONE  " + rig.root + "  removed 1 items, 1 byte\n"), std::string::npos) << log;
     EXPECT_EQ(rig.tree.has("v/._a") + rig.tree.has("v/._b") + rig.tree.has("v/._c"), 2);
