@@ -14,6 +14,7 @@
 #pragma once
 
 #include <atomic>
+#include <expected>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,6 +24,7 @@
 #include "app/Desktop.h"
 #include "app/Pasteboard.h"
 #include "app/StatusMenu.h"
+#include "core/disk/DiskError.h"
 #include "core/log/Log.h"
 #include "core/plan/Plan.h"
 #include "core/rules/RuleSet.h"
@@ -102,6 +104,7 @@ private:
     void refuse(const std::string& path);
     void confirm(Flow flow);
     void remove(const Flow& flow);
+    std::expected<void, DiskError> eject(const Flow& flow) const;
     void finish(const std::string& report);
     void waitForRemovals() const;
 

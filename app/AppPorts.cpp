@@ -2,6 +2,7 @@
 #include "app/AppPorts.h"
 
 #include <chrono>
+#include <expected>
 #include <memory>
 #include <string>
 #include <utility>
@@ -9,6 +10,8 @@
 
 #include "app/Desktop.h"
 #include "core/base/SerialQueue.h"
+#include "core/disk/Disk.h"
+#include "core/disk/DiskError.h"
 #include "core/log/Log.h"
 #include "core/rules/RuleSet.h"
 #include "core/scan/FSInfo.h"
@@ -31,6 +34,12 @@ double now() {
     return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 
+std::expected<void, DiskError> ejectVolume(const std::string& path, bool force) {
+    // Were it unmounted meanwhile, or only a folder among the volumes, it would lead to the volume around it.
+    if (!FSInfo::isMountPoint(path)) return std::unexpected(DiskError{"It is not a mounted volume."});
+    return Disk::eject(path, force);
+}
+
 }  // namespace
 
 AppPorts AppPorts::ofSystem(std::shared_ptr<Desktop> desktop) {
@@ -46,6 +55,7 @@ AppPorts AppPorts::ofSystem(std::shared_ptr<Desktop> desktop) {
     };
     ports.targets = mountedTargets;
     ports.fileSystemType = FSInfo::type;
+    ports.eject = ejectVolume;
     return ports;
 }
 

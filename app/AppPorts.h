@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "app/Desktop.h"
+#include "core/disk/DiskError.h"
 #include "core/log/Log.h"
 #include "core/rules/RuleSet.h"
 #include "core/volumes/Volume.h"
@@ -24,8 +25,7 @@ struct AppPorts {
     std::function<std::vector<Volume>()> targets;  ///< The volumes for the menu. Never waits for a server.
     /// The type of the file system that holds a path. Never waits for a server.
     std::function<std::optional<std::string>(const std::string& path)> fileSystemType;
-    /// Ejects the volume that holds a path, or says in words for people why not. Blocks.
-    std::function<std::expected<void, std::string>(const std::string& path, bool force)> eject;
+    std::function<std::expected<void, DiskError>(const std::string& path, bool force)> eject;  ///< Blocks.
     /// How long switching the watcher off, or quitting, waits for a sweep that is at work.
     std::chrono::milliseconds patience{5000};
 

@@ -66,7 +66,7 @@ std::string report(const ExecResult& result, const std::optional<Ejected>& eject
         for (std::size_t i = 0; i < std::min(result.failures.size(), mostListed); ++i)
             text += "\n  " + result.failures[i].path + " — " + result.failures[i].reason;
     }
-    if (ejected) text += *ejected ? "\n\nEjected." : "\n\nEject failed: " + ejected->error();
+    if (ejected) text += *ejected ? "\n\nEjected." : "\n\nEject failed: " + ejected->error().message;
     return Text::repaired(text);
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "app/Alert.h"
+#include "core/disk/DiskError.h"
 #include "core/plan/ExecResult.h"
 #include "core/plan/Plan.h"
 
@@ -27,8 +28,8 @@ Alert nothingToClean(const Plan& plan);
 /// Asks before the plan is carried out, and shows it.
 Alert confirmation(const Plan& plan);
 
-/// What ejecting came to: done, or the reason why not.
-using Ejected = std::expected<void, std::string>;
+/// What ejecting came to.
+using Ejected = std::expected<void, DiskError>;
 
 /// The outcome for people. `ejected`: none where ejecting was not asked for.
 std::string report(const ExecResult& result, const std::optional<Ejected>& ejected);

@@ -10,6 +10,7 @@
 
 #include "app/Alert.h"
 #include "core/base/Text.h"
+#include "core/disk/DiskError.h"
 #include "core/plan/ExecResult.h"
 #include "core/plan/Plan.h"
 #include "core/plan/PlanReport.h"
@@ -96,7 +97,7 @@ TEST(CleanAlerts, CountOneItemLikeMany) {
 
 TEST(CleanAlerts, ReportTheOutcome) {
     const CleanAlerts::Ejected ejected;
-    const CleanAlerts::Ejected notEjected = std::unexpected("it is in use.");
+    const CleanAlerts::Ejected notEjected = std::unexpected(DiskError{"it is in use."});
     const struct {
         const char* name;
         int failures;
@@ -138,7 +139,7 @@ TEST(CleanAlerts, RepairWhatIsNoText) {
         CleanAlerts::macFormat(path, "hfs"),
         CleanAlerts::nothingToClean(empty),
         CleanAlerts::confirmation(plan),
-        CleanAlerts::finished(CleanAlerts::report(result, CleanAlerts::Ejected(std::unexpected("no \xff")))),
+        CleanAlerts::finished(CleanAlerts::report(result, CleanAlerts::Ejected(std::unexpected(DiskError{"no \xff"})))),
     };
     for (const Alert& alert : alerts) {
         EXPECT_TRUE(Text::isValidUTF8(alert.message)) << alert.message;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The cleaning of one folder or volume, from the request to the report; see AppDelegate.h for its road.
+#include <expected>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,6 +11,7 @@
 #include "app/CleanAlerts.h"
 #include "app/Desktop.h"
 #include "core/base/Path.h"
+#include "core/disk/DiskError.h"
 #include "core/log/Log.h"
 #include "core/plan/ExecResult.h"
 #include "core/plan/Executor.h"
@@ -84,9 +86,16 @@ void AppDelegate::remove(const Flow& flow) {
     --removals_;
     removals_.notify_all();
     std::optional<CleanAlerts::Ejected> ejected;
-    if (flow.options.ejectAfter && !isEnding_) ejected = ports_.eject(flow.path, /*force=*/false);
+    if (flow.options.ejectAfter && !isEnding_) ejected = eject(flow);
     desktop_->onMain(
         [self = shared_from_this(), report = CleanAlerts::report(result, ejected)] { self->finish(report); });
+}
+
+std::expected<void, DiskError> AppDelegate::eject(const Flow& flow) const {
+    if (VolumeIdentity::of(flow.path) != flow.volume) {
+        return std::unexpected(DiskError{"The volume that was scanned is not mounted there any more."});
+    }
+    return ports_.eject(flow.path, /*force=*/false);
 }
 
 void AppDelegate::finish(const std::string& report) {

@@ -2,12 +2,10 @@
 //
 // The cleaning of one folder, step by step, on real folders.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -25,6 +23,7 @@
 #include "core/rules/RuleSet.h"
 #include "core/scan/Scanner.h"
 #include "tests/support/AppRig.h"
+#include "tests/support/Environment.h"
 #include "tests/support/PrivateMounts.h"
 
 namespace varnel {
@@ -32,29 +31,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using tests::AppRig;
+using tests::Environment;
 using Texts = std::vector<std::string>;
-
-/// Sets an environment variable for as long as this lives.
-class Environment {
-public:
-    Environment(const char* name, const std::string& value) : name_(name) {
-        if (const char* const before = std::getenv(name)) before_ = before;
-        ::setenv(name, value.c_str(), 1);
-    }
-    ~Environment() {
-        if (before_) {
-            ::setenv(name_, before_->c_str(), 1);
-        } else {
-            ::unsetenv(name_);
-        }
-    }
-    Environment(const Environment&) = delete;
-    Environment& operator=(const Environment&) = delete;
-
-private:
-    const char* name_;
-    std::optional<std::string> before_;
-};
 
 std::string question(const std::string& root) {
     return "Clean " + root + "?";
@@ -371,12 +349,14 @@ TEST(CleanFlowGuard, LeavesAnotherVolumeAloneThatTookThePlace) {
             tests::mountTmpfs(rig.root);
             rig.tree.file("v/._a");
         });
-        rig.perform(MenuAction::cleanVolume, rig.root);
+        rig.perform(MenuAction::cleanAndEject, rig.root);
         rig.desktop->settle();
         EXPECT_TRUE(rig.tree.has("v/._a"));
         EXPECT_EQ(rig.shortened(last(rig).informativeText),
                   "removed 0 items, Zero KB, 1 failed\n\n1 item(s) could not be removed.\n  T/v/._a — skipped: parent "
-                  "is on a different volume");
+                  "is on a different volume\n\nEject failed: The volume that was scanned is not mounted there any "
+                  "more.");
+        EXPECT_TRUE(rig.ejected.empty());
     }),
               0);
 }

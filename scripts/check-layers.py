@@ -36,7 +36,7 @@ LAYERS = {
     "cli": (["cli/"], ["base", "rules", "volumes", "log", "PathGuard", "Directory", "FSInfo", "ExecResult", "Plan",
                        "PlanReport", "PlanCoding", "Walker", "Scanner", "Executor", "watcher", "disk"]),
     "app": (["app/"], ["base", "rules", "volumes", "log", "PathGuard", "FSInfo", "ExecResult", "Plan", "PlanReport",
-                       "Scanner", "Executor", "watcher"]),
+                       "Scanner", "Executor", "watcher", "disk"]),
 }
 PORTABLE = ("core", "cli", "app")
 PLATFORM_WORDS = re.compile(r"#\s*(?:if|ifdef|ifndef|elif).*\b(__linux__|__APPLE__|_WIN32|__unix__)\b")

@@ -14,6 +14,7 @@
 
 #include "app/AppDelegate.h"
 #include "app/AppPorts.h"
+#include "core/disk/DiskError.h"
 #include "core/log/Log.h"
 #include "core/rules/RuleSet.h"
 #include "core/volumes/Volume.h"
@@ -84,10 +85,10 @@ struct AppRig {
             typesAsked.push_back(path);
             return fileSystemType;
         };
-        ports.eject = [this](const std::string& path, bool force) -> std::expected<void, std::string> {
+        ports.eject = [this](const std::string& path, bool force) -> std::expected<void, DiskError> {
             EXPECT_FALSE(desktop->isMainThread()) << "ejecting blocks";
             ejected.push_back(path + (force ? " by force" : ""));
-            if (ejectFailure) return std::unexpected(*ejectFailure);
+            if (ejectFailure) return std::unexpected(DiskError{*ejectFailure});
             return {};
         };
         ports.patience = std::chrono::seconds(20);
