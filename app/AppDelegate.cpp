@@ -12,7 +12,6 @@
 #include "app/Desktop.h"
 #include "app/StatusMenu.h"
 #include "core/base/Checked.h"
-#include "core/log/Log.h"
 #include "core/rules/RuleSet.h"
 #include "core/watcher/Watcher.h"
 

@@ -9,10 +9,8 @@
 
 #include "app/AppDelegate.h"
 #include "app/CleanAlerts.h"
-#include "app/Desktop.h"
 #include "core/base/Path.h"
 #include "core/disk/DiskError.h"
-#include "core/log/Log.h"
 #include "core/plan/ExecResult.h"
 #include "core/plan/Executor.h"
 #include "core/rules/RuleScope.h"

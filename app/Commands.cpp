@@ -12,7 +12,6 @@
 #include "app/Desktop.h"
 #include "app/Pasteboard.h"
 #include "app/StatusMenu.h"
-#include "core/log/Log.h"
 #include "core/watcher/Watcher.h"
 
 namespace varnel {

@@ -9,6 +9,9 @@
 #include <optional>
 #include <string>
 
+#include "tests/support/Environment.h"
+#include "tests/support/TemporaryFolder.h"
+
 namespace varnel {
 namespace {
 
@@ -104,6 +107,37 @@ TEST(PathGuard, AddsTheFoldersOfThisSystem) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(PathGuard::isForbidden(c.path), c.expected) << c.path;
+}
+
+TEST(PathGuard, FollowsLinksToForbiddenPlaces) {
+    const tests::TemporaryFolder tree;
+    const tests::Environment environment("HOME", tree.link("way home", tree.folder("ana")));
+    tree.link("system", "/usr");
+    tree.link("twice", tree.at("system"));
+    tree.link("nowhere", tree.at("gone"));
+    tree.link("allowed", tree.folder("stick"));
+    tree.folder("ana/USB");
+    const struct {
+        std::string path;
+        bool expected;
+    } cases[] = {
+        {"/usr", true},
+        {"/usr/gone", true},
+        {tree.at("system"), true},
+        {tree.at("system/bin"), true},
+        {tree.at("twice"), true},
+        {tree.at("ana"), true},
+        {tree.at("way home"), true},
+        {tree.at("ana/USB"), false},
+        {tree.at("way home/USB"), false},
+        {tree.at("allowed"), false},
+        {tree.at("stick"), false},
+        {tree.at("nowhere"), false},
+        {tree.at("gone"), false},
+        {"", false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(PathGuard::leadsToForbidden(c.path), c.expected) << c.path;
 }
 
 }  // namespace
