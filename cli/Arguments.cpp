@@ -27,7 +27,7 @@ namespace {
 constexpr const char* footer =
     "Exit status: 0 done, 1 something failed or was declined, 2 wrong usage, 3 refused, 130 interrupted.";
 
-constexpr std::int64_t mostMinutes = 60 * 24 * 365;
+constexpr std::int64_t mostMinutes = std::int64_t{60} * 24 * 365;
 
 /// The options of scan and clean as they were given.
 struct SelectionWords {

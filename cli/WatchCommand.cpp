@@ -2,7 +2,6 @@
 #include <signal.h>  // NOLINT(modernize-deprecated-headers): sigwait() and the masks are POSIX
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <future>

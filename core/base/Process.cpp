@@ -74,6 +74,7 @@ private:
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts)
         pointers.push_back(text.data());
     pointers.push_back(nullptr);
@@ -138,6 +139,7 @@ std::expected<std::int32_t, int> waitFor(pid_t process) {
     while (::waitpid(process, &status, 0) < 0) {
         if (errno != EINTR) return std::unexpected(errno);
     }
+    // NOLINTNEXTLINE(misc-include-cleaner): of <sys/wait.h>, which <stdlib.h> defines as well
     return WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/watcher/LiveRemover.h"
 
+#include <expected>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -50,7 +51,8 @@ ParentFolders* LiveRemover::foldersOf(const Volume& volume) {
             found->second.emplace(volume.mountPoint, facts->device, *std::move(root));
         }
     }
-    return found->second ? &*found->second : nullptr;
+    std::optional<ParentFolders>& folders = found->second;
+    return folders ? &*folders : nullptr;
 }
 
 }  // namespace varnel
