@@ -41,7 +41,7 @@ bool succeeds(const std::string& command) {
 }  // namespace
 
 LoopDevice::LoopDevice(const std::string& image) {
-    shell(programs + "truncate -s 16M '" + image + "' && mkfs.ext4 -q -F '" + image + "' && losetup -f --show '" +
+    shell(programs + "truncate -s 16M '" + image + "' && mkfs.ext4 -q -F '" + image + "' && losetup -f -P --show '" +
           image + "' >'" + image + ".device'");
     std::ifstream(image + ".device") >> path_;
 }
@@ -66,9 +66,10 @@ bool LoopDevice::isAttached() const {
 
 SystemBus::SystemBus(const std::string& folder) : folder_(folder) {
     const std::string socket = folder_ + "/bus";
-    std::ofstream(folder_ + "/bus.conf") << "<busconfig><type>system</type><listen>unix:path=" << socket
-                                         << "</listen><policy context=\"default\"><allow send_destination=\"*\"/>"
-                                            "<allow receive_sender=\"*\"/><allow own=\"*\"/></policy></busconfig>";
+    std::ofstream(folder_ + "/bus.conf")
+        << "<busconfig><type>system</type><listen>unix:path=" << socket
+        << "</listen><policy context=\"default\"><allow send_destination=\"*\"/>"
+           "<allow receive_sender=\"*\"/><allow own=\"*\"/><allow user=\"*\"/></policy></busconfig>";
     bus_ = std::make_unique<Daemon>(
         std::vector<std::string>{busDaemon, "--config-file=" + folder_ + "/bus.conf", "--nofork", "--nopidfile"},
         folder_ + "/bus.log");
@@ -110,7 +111,7 @@ RealUDisks::RealUDisks(const std::string& folder) : bus_(folder) {
     const std::string state = folder + "/udisks2";
     shell(programs + "mount -t tmpfs run /run && mkdir -p /run/udev /run/lock /run/devices '" + state +
           "' && mount --bind '" + state + "' /var/lib/udisks2 && mount -t tmpfs devices /run/devices && " +
-          "cd /run/devices && for n in null zero full random urandom tty loop-control fuse; do cp -a /dev/$n . || "
+          "cd /run/devices && for n in null zero full random urandom tty ptmx loop-control fuse; do cp -a /dev/$n . || "
           "exit; " +
           "done && ln -s /proc/self/fd fd && mkdir pts shm && mount --bind /dev/pts pts && " +
           "mount --move /run/devices /dev");

@@ -398,12 +398,13 @@ TEST(EjectForReal, LetsGoOfALoopDevice) {
 TEST(EjectForReal, UnmountsTheOtherPartitionsFirst) {
     onRealDevice([](const Bench& bench) {
         if (!tests::hasProgram("sfdisk")) GTEST_SKIP() << "needs the program sfdisk";
-        tests::shell("umount /media/card && printf 'size=6M\\nsize=6M\\n' | /sbin/sfdisk -q " + bench.first.path() +
-                     " && /sbin/partx -u " + bench.first.path());
+        // A kernel that cannot read such tables itself is told what is in it.
+        tests::shell("umount /media/card && printf 'size=6M\\nsize=6M\\n' | /sbin/sfdisk -q --no-reread " +
+                     bench.first.path() + " && partx -a " + bench.first.path() + "; true");
         RealUDisks::add(bench.first);
         const std::string one = bench.first.path() + "p1";
         const std::string two = bench.first.path() + "p2";
-        if (!std::filesystem::exists(two)) GTEST_SKIP() << "this kernel finds no partitions on a loop device";
+        if (!std::filesystem::exists(two)) GTEST_SKIP() << "this kernel knows no partitions";
         tests::shell("mkdir /media/more && for P in " + one + " " + two +
                      "; do /sbin/mkfs.ext4 -q -F $P || exit; done");
         RealUDisks::add(bench.first);
