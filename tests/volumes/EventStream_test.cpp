@@ -11,7 +11,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -25,6 +27,7 @@
 #include "core/watcher/MountNotifications.h"
 #include "tests/support/DiskImage.h"
 #include "tests/support/PrivateMounts.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/StreamListener.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Waiting.h"
@@ -288,11 +291,12 @@ TEST(EventStream, FollowsTheVisibleVolumesAsTheyComeAndGo) {
 
 TEST(EventStream, NamesTheRemedyAtTheLimitOfWatches) {
     if (::geteuid() != 0) GTEST_SKIP() << "needs root to limit a namespace of its own";
+    if (tests::hasThreadSanitizer) GTEST_SKIP() << "needs a process without the thread sanitizer's own thread";
     const TemporaryFolder folder;
     for (int i = 0; i < 20; ++i)
         folder.folder("v/" + std::to_string(i));
     EXPECT_EQ(tests::runInChild([&] {
-                  ASSERT_EQ(::unshare(CLONE_NEWUSER), 0);
+                  ASSERT_EQ(::unshare(CLONE_NEWUSER), 0) << std::strerror(errno);
                   std::ofstream("/proc/self/uid_map") << "0 0 1";
                   std::ofstream limit("/proc/sys/user/max_inotify_watches");
                   limit << "6" << std::flush;

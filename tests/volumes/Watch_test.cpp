@@ -21,6 +21,7 @@
 #include "tests/support/Manifest.h"
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/Program.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Waiting.h"
 
@@ -343,6 +344,7 @@ TEST(WatchBadInput, NamesAMacFormatAndALiveShare) {
 }
 
 TEST(Watch, HoldsNothingOfTheVolumeAndSleepsWhileNothingHappens) {
+    if (tests::hasThreadSanitizer) GTEST_SKIP() << "needs a process without the thread sanitizer's own thread";
     privately([](const Place& place) {
         tests::shell("mount -t tmpfs m /mnt && mkdir /mnt/card && mount -t tmpfs card /mnt/card");
         RunningProgram watch(place.home, {"watch"});
