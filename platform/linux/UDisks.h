@@ -25,9 +25,9 @@ public:
     struct Block {
         std::string object;
         std::uint64_t number = 0;  ///< As st_rdev has it.
-        std::string drive;         ///< The object of the drive; empty where there is none.
-        std::string table;         ///< Of a partition: the object of the disk that it is a part of; else empty.
-        std::string encrypted;     ///< Of an unlocked device: the object of the locked one below it; else empty.
+        std::string drive{};       ///< The object of the drive; empty where there is none.
+        std::string table{};       ///< Of a partition: the object of the disk that it is a part of; else empty.
+        std::string encrypted{};   ///< Of an unlocked device: the object of the locked one below it; else empty.
         bool isLoop = false;
     };
 

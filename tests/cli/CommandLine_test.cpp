@@ -164,6 +164,9 @@ TEST(CommandLineUsage, SaysWhatIsWrongOnOneLine) {
         {{"scan", desk.root, "--samples", "-1"}, ""},
         {{"scan", desk.root, "--samples", "many"}, ""},
         {{"clean"}, "PATH is required"},
+        {{"eject"}, "PATH is required"},
+        {{"eject", ""}, "PATH: a PATH is empty"},
+        {{"eject", desk.root, desk.root}, "The following argument was not expected: " + desk.root},
         {{"help", "nonsense"}, "there is no command \"nonsense\""},
     };
     for (const auto& c : cases) {
@@ -206,7 +209,7 @@ Exit status: 0 done, 1 something failed or was declined, 2 wrong usage, 3 refuse
     EXPECT_EQ(clean.status, 0);
     EXPECT_EQ(desk.varnel.run({"clean", "--help"}).out, clean.out);
     for (const char* option : {"--yes", "--dry-run", "--json", "--samples", "--live", "--only", "--except",
-                               "--mac-format", "--allow-live-forks", "--force-system-volume-information"}) {
+                               "--mac-format", "--allow-live-forks", "--eject", "--force-system-volume-information"}) {
         EXPECT_NE(clean.out.find(option), std::string::npos) << option;
     }
 }
@@ -444,6 +447,13 @@ TEST(CommandLineClean, KeepsASystemVolumeInformationThatCannotBeRead) {
                   EXPECT_TRUE(desk.folder.has("v/System Volume Information"));
               }),
               0);
+}
+
+TEST(CommandLineStatus, IsToldWhoeverStartedTheTool) {
+    const Desk desk;
+    tests::shell("status=0; HOME='" + desk.folder.folder("home") +
+                 "' env --ignore-signal=CHLD '" VARNEL_PROGRAM "' clean --yes '" + desk.folder.at("nowhere") +
+                 "' || status=$?; [ $status = 1 ]");
 }
 
 TEST(CommandLineNames, AreEscapedOnATerminalAndRepairedInAPipe) {
