@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -108,6 +109,7 @@ private:
     /// Why nobody should take this disk away, or none.
     std::optional<std::string> whyKept() const {
         std::vector<std::uint64_t> devices;
+        devices.reserve(parts_.size());
         for (const UDisks::Block* const part : parts_)
             devices.push_back(part->number);
         const auto places = mountPointsOf(devices);

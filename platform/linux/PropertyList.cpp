@@ -7,6 +7,7 @@
 
 #include <plist/plist.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <memory>

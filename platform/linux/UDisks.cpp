@@ -5,10 +5,12 @@
 #error "This source is for Linux."
 #endif
 
+#include <systemd/sd-bus-protocol.h>
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <expected>
 #include <memory>
@@ -69,7 +71,7 @@ public:
     }
 
 private:
-    sd_bus_error error_ = SD_BUS_ERROR_NULL;
+    sd_bus_error error_{};
 };
 
 ProgramResult unreachable(const std::string& reason) {
