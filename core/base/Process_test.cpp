@@ -113,7 +113,7 @@ TEST(RunProgram, SaysItInThePlatformsWords) {
         const nlohmann::json& input = vector["input"];
         if (input["op"] != "launch" || input["platform"] != "Linux") return;
         const int error = input["errno"] == "ENOENT" ? ENOENT : ENOEXEC;
-        EXPECT_EQ(launchFailure(input["path"], error), vector["expected"]);
+        EXPECT_EQ(launchFailure(input["path"], error), vector["expected"].get<std::string>());
         ++rows;
     });
     EXPECT_EQ(rows, 2);

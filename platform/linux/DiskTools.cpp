@@ -208,7 +208,9 @@ public:
         const auto disks = udisks->disks();
         if (!disks) return disks.error();
         const UDisks::Block* const block = disks->withNumber(*number);
-        return block == nullptr ? failure("UDisks2 does not know " + volume->device) : udisks->unmount(*block, force);
+        if (block == nullptr) return failure("UDisks2 does not know " + volume->device);
+        ProgramResult unmounted = udisks->unmount(*block, force);
+        return unmounted.succeeded() && volume->isMounted() ? failure() : unmounted;
     }
 
     ProgramResult unmountPlainly(const std::string& path, bool force) final {

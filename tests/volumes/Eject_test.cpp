@@ -267,20 +267,51 @@ TEST(Eject, LeavesADriveThatTheSystemUses) {
     });
 }
 
+TEST(Eject, LeavesProtectedPlacesMounted) {
+    onBench([](const Bench& bench) {
+        tests::mountTmpfs("/opt");
+        bench.startUDisks(doesBoth);
+        for (const bool force : {false, true}) {
+            EXPECT_EQ(eject("/opt", force), "/opt is a protected system path.");
+            EXPECT_EQ(said(Disk::unmount("/opt", force)), "/opt is a protected system path.");
+        }
+        EXPECT_TRUE(isMounted("/opt"));
+        EXPECT_EQ(bench.bus->calls(), Words{});
+    });
+}
+
 TEST(Eject, LeavesTheRootAlone) {
     struct stat facts {};
     ASSERT_EQ(::stat("/", &facts), 0);
     onBench([&](const Bench& bench) {
         bench.startUDisks(doesBoth, {{"blocks", {{"disk", {{"number", facts.st_dev}}}}}});
         tests::shell("mkdir /media/bound && mount --bind " + bench.folder.folder("bound") + " /media/bound");
-        for (const std::string& path : Words{"/", "/home", bench.folder.path()}) {
-            EXPECT_NE(eject(path, /*force=*/true), "done") << path;
-            EXPECT_EQ(said(Disk::unmount(path, /*force=*/true)), "/ is a protected system path.") << path;
-        }
+        // Without privileges, because the kernel would make "/" read-only for whoever may unmount it.
+        EXPECT_EQ(tests::runUnprivileged([&] {
+                      for (const std::string& path : Words{"/", "/home", bench.folder.path()}) {
+                          EXPECT_NE(eject(path, /*force=*/true), "done") << path;
+                          EXPECT_EQ(said(Disk::unmount(path, /*force=*/true)), "/ is a protected system path.") << path;
+                      }
+                  }),
+                  0);
         EXPECT_NE(eject("/media/bound"), "done");
         EXPECT_EQ(bench.bus->calls(), Words{});
-        bench.folder.file("still writable");
         EXPECT_TRUE(isMounted("/"));
+    });
+}
+
+TEST(Eject, DetachesNothingThatIsStillMounted) {
+    onBench([](const Bench& bench) {
+        // A UDisks2 that sees other mounts than this process.
+        bench.startUDisks(powersOff, {{"blocks", {{"disk", {{"drive", nullptr}, {"isLoop", true}}}}},
+                                      {"do", {{"Unmount disk", "true"}}}});
+        FileDescriptor user(::open("/media/card", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        EXPECT_EQ(eject(card), bench.first.path() + " is still mounted: /media/card");
+        EXPECT_TRUE(isMounted(card));
+        EXPECT_EQ(bench.bus->calls(), (Words{"Unmount disk", "Unmount disk"}));
+        user.reset();
+        EXPECT_EQ(eject(card), "done") << "by the program umount";
+        EXPECT_EQ(bench.bus->calls().back(), "Delete disk");
     });
 }
 
@@ -533,10 +564,10 @@ TEST(CleanAndEject, ReportsACleanWhoseVolumeStays) {
         const Finished done = Program(bench.folder.folder("home")).run({"clean", "--yes", "--eject", "--json", card});
         EXPECT_EQ(done.status, 1);
         const std::size_t second = done.out.find('\n') + 1;
-        EXPECT_EQ(json::parse(done.out.substr(0, second))["removed"], 4);
+        EXPECT_EQ(json::parse(done.out.substr(0, second))["removed"].get<int>(), 4);
         const json ejected = json::parse(done.out.substr(second));
-        EXPECT_EQ(ejected["volume"], card);
-        EXPECT_EQ(ejected["ejected"], false);
+        EXPECT_EQ(ejected["volume"].get<std::string>(), card);
+        EXPECT_FALSE(ejected["ejected"].get<bool>());
         EXPECT_TRUE(ejected["error"].get<std::string>().ends_with("target is busy"));
         EXPECT_FALSE(std::filesystem::exists("/media/card/a/._x"));
     });
