@@ -2,7 +2,9 @@
 #include "tests/support/SystemBus.h"
 
 #include <sched.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -16,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/base/FileDescriptor.h"
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/Waiting.h"
 
@@ -32,6 +35,15 @@ const std::string programs = "export PATH=$PATH:/sbin:/usr/sbin; ";
 
 void waitFor(const std::string& file) {
     if (!comesTrue([&] { return std::filesystem::exists(file); })) throw std::runtime_error(file + " never appeared");
+}
+
+/// The file of a socket is there a moment before anybody listens at it.
+bool answers(const std::string& socketFile) {
+    const FileDescriptor connection(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    socketFile.copy(address.sun_path, sizeof address.sun_path - 1);
+    return ::connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 bool succeeds(const std::string& command) {
@@ -73,7 +85,7 @@ SystemBus::SystemBus(const std::string& folder) : folder_(folder) {
     bus_ = std::make_unique<Daemon>(
         std::vector<std::string>{busDaemon, "--config-file=" + folder_ + "/bus.conf", "--nofork", "--nopidfile"},
         folder_ + "/bus.log");
-    waitFor(socket);
+    if (!comesTrue([&] { return answers(socket); })) throw std::runtime_error("the bus does not answer");
     ::setenv(addressVariable, ("unix:path=" + socket).c_str(), 1);
 }
 
