@@ -49,7 +49,12 @@ typedef NSUInteger NSStringEncoding;
 enum : NSStringEncoding { NSUTF8StringEncoding = 4 };
 
 API_AVAILABLE(macos(10.0))
-@interface NSString : NSObject
+@protocol NSCopying
+- (id)copyWithZone:(nullable struct _NSZone *)zone;
+@end
+
+API_AVAILABLE(macos(10.0))
+@interface NSString : NSObject <NSCopying>
 - (nullable instancetype)initWithBytes:(const void *)bytes length:(NSUInteger)length encoding:(NSStringEncoding)encoding;
 - (nullable const char *)UTF8String;
 - (NSUInteger)length;
@@ -76,7 +81,43 @@ API_AVAILABLE(macos(10.0))
 
 API_AVAILABLE(macos(10.0))
 @interface NSDictionary<__covariant KeyType, __covariant ObjectType> : NSObject
++ (instancetype)dictionaryWithObject:(ObjectType)object forKey:(KeyType<NSCopying>)key;
 - (nullable ObjectType)objectForKey:(KeyType)key;
+@end
+
+API_AVAILABLE(macos(10.0))
+@interface NSData : NSObject
++ (instancetype)dataWithBytes:(nullable const void *)bytes length:(NSUInteger)length;
+@end
+
+typedef NSString *NSErrorDomain;
+typedef NSString *NSErrorUserInfoKey;
+
+extern const NSErrorDomain NSCocoaErrorDomain API_AVAILABLE(macos(10.4));
+extern const NSErrorDomain NSPOSIXErrorDomain API_AVAILABLE(macos(10.0));
+extern const NSErrorUserInfoKey NSFilePathErrorKey API_AVAILABLE(macos(10.4));
+
+enum : NSInteger { NSFileNoSuchFileError = 4, NSFileReadNoPermissionError = 257 };
+
+API_AVAILABLE(macos(10.2))
+@interface NSError : NSObject
++ (instancetype)errorWithDomain:(NSErrorDomain)domain
+                           code:(NSInteger)code
+                       userInfo:(nullable NSDictionary<NSErrorUserInfoKey, id> *)info;
+- (NSString *)localizedDescription;
+@end
+
+typedef NSUInteger NSPropertyListMutabilityOptions;
+typedef NSPropertyListMutabilityOptions NSPropertyListReadOptions;
+enum : NSPropertyListMutabilityOptions { NSPropertyListImmutable = 0 };
+typedef enum NSPropertyListFormat : NSUInteger { NSPropertyListXMLFormat_v1_0 = 100 } NSPropertyListFormat;
+
+API_AVAILABLE(macos(10.2))
+@interface NSPropertyListSerialization : NSObject
++ (nullable id)propertyListWithData:(NSData *)data
+                            options:(NSPropertyListReadOptions)options
+                             format:(nullable NSPropertyListFormat *)format
+                              error:(NSError *_Nullable *_Nullable)error API_AVAILABLE(macos(10.6));
 @end
 
 API_AVAILABLE(macos(10.0))
