@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -54,11 +55,25 @@ std::optional<std::uint64_t> deviceNumber(const Mount& mount) {
     return mount.source.starts_with("/dev/") ? deviceNumber(mount.source) : std::nullopt;
 }
 
+std::string sysfsFolder(std::uint64_t number) {
+    return "/sys/dev/block/" + std::to_string(major(number)) + ':' + std::to_string(minor(number));
+}
+
+/// What tells a disk from the next one with its number, a partition's from that of its disk; none before Linux 5.15.
+std::optional<std::uint64_t> diskSequence(std::uint64_t number) {
+    for (const char* const place : {"/diskseq", "/../diskseq"}) {
+        std::ifstream file(sysfsFolder(number) + place);
+        std::uint64_t sequence = 0;
+        if (file >> sequence) return sequence;
+    }
+    return std::nullopt;
+}
+
 /// Whether a loop device has let go of its file, as one does by itself where it was made that way.
 bool isFreeLoop(std::uint64_t number) {
     if (major(number) != loopMajor) return false;
     std::error_code error;
-    return !std::filesystem::exists("/sys/dev/block/7:" + std::to_string(minor(number)) + "/loop/backing_file", error);
+    return !std::filesystem::exists(sysfsFolder(number) + "/loop/backing_file", error);
 }
 
 /// Where the devices are mounted now; none where that cannot be found out.
@@ -85,6 +100,7 @@ class Ejection {
 public:
     Ejection(const UDisks& udisks, const UDisks::Disks& disks, const UDisks::Block& block, std::string name)
         : udisks_(udisks), name_(std::move(name)), whole_(disks.wholeDisk(block)), parts_(disks.partsOf(whole_)) {
+        sequence_ = diskSequence(whole_.number);
         const auto drive = disks.drives.find(whole_.drive);
         if (drive != disks.drives.end()) drive_ = drive->second;
     }
@@ -141,16 +157,20 @@ private:
             ProgramResult ejected = udisks_.ejectMedium(whole_.drive);
             return ejected.succeeded() || off.output.empty() ? ejected : off;
         }
-        if (isFreeLoop(whole_.number)) return {0, ""};
+        if (isGone()) return {0, ""};
         ProgramResult deleted = udisks_.deleteLoop(whole_);
-        return isFreeLoop(whole_.number) ? ProgramResult{0, ""} : deleted;
+        return isGone() ? ProgramResult{0, ""} : deleted;
     }
+
+    /// A loop device may let go of its file once it is unmounted, and have another one at once.
+    bool isGone() const { return isFreeLoop(whole_.number) || diskSequence(whole_.number) != sequence_; }
 
     const UDisks& udisks_;
     std::string name_;  ///< As people are told it.
     const UDisks::Block& whole_;
     std::vector<const UDisks::Block*> parts_;
     UDisks::Drive drive_;
+    std::optional<std::uint64_t> sequence_;
 };
 
 /// The volume that the tools are used for: it is looked up once, because after its unmounting its path leads to
@@ -158,6 +178,7 @@ private:
 struct MountedVolume {
     std::string mountPoint;
     std::string device;  ///< Empty where there is none below it.
+    std::optional<std::uint64_t> sequence;
     std::optional<std::uint64_t> mount;
 
     bool isMounted() const { return MountTable::uniqueMountOf(mountPoint) == mount; }
@@ -167,8 +188,12 @@ struct MountedVolume {
         const auto table = id ? MountTable::read() : std::nullopt;
         const Mount* const mount = table ? MountTable::find(*table, *id) : nullptr;
         if (mount == nullptr) return std::nullopt;
-        return MountedVolume{mount->mountPoint, deviceNumber(*mount) ? mount->source : "",
-                             MountTable::uniqueMountOf(path)};
+        MountedVolume volume{mount->mountPoint, "", std::nullopt, MountTable::uniqueMountOf(path)};
+        if (const auto number = deviceNumber(*mount)) {
+            volume.device = mount->source;
+            volume.sequence = diskSequence(*number);
+        }
+        return volume;
     }
 };
 
@@ -183,7 +208,7 @@ public:
     ProgramResult eject(const std::string& target, bool force) final {
         const auto number = deviceNumber(target);
         if (!number) return ejectWithoutDevice(target);
-        if (isFreeLoop(*number)) return {0, ""};
+        if (isFreeLoop(*number) || isAnotherDisk(target, *number)) return {0, ""};
         const auto udisks = UDisks::connect();
         if (!udisks) return udisks.error();
         const auto disks = udisks->disks();
@@ -226,6 +251,11 @@ private:
     const std::optional<MountedVolume>& volumeAt(const std::string& path) {
         if (!volume_) volume_ = MountedVolume::at(path);
         return volume_;
+    }
+
+    /// Whether the disk left since it was looked up, and another one has its name.
+    bool isAnotherDisk(const std::string& target, std::uint64_t number) const {
+        return volume_ && volume_->device == target && volume_->sequence != diskSequence(number);
     }
 
     static ProgramResult refusal(const MountedVolume& volume) {

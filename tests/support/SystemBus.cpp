@@ -52,7 +52,7 @@ bool succeeds(const std::string& command) {
 
 }  // namespace
 
-LoopDevice::LoopDevice(const std::string& image) {
+LoopDevice::LoopDevice(const std::string& image) : image_(image) {
     shell(programs + "truncate -s 16M '" + image + "' && mkfs.ext4 -q -F '" + image + "' && losetup -f -P --show '" +
           image + "' >'" + image + ".device'");
     std::ifstream(image + ".device") >> path_;
@@ -73,7 +73,10 @@ std::uint64_t LoopDevice::number() const {
 }
 
 bool LoopDevice::isAttached() const {
-    return std::filesystem::exists("/sys/block/" + name() + "/loop/backing_file");
+    // Once given back it may be anybody's.
+    std::ifstream file("/sys/block/" + name() + "/loop/backing_file");
+    std::string image;
+    return std::getline(file, image) && image == image_;
 }
 
 SystemBus::SystemBus(const std::string& folder) : folder_(folder) {

@@ -21,9 +21,10 @@ public:
     const std::string& path() const { return path_; }  ///< "/dev/loop0"
     std::string name() const;                          ///< "loop0"
     std::uint64_t number() const;
-    bool isAttached() const;
+    bool isAttached() const;  ///< To the file that it was made for.
 
 private:
+    std::string image_;
     std::string path_;
 };
 
