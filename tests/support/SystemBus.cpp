@@ -79,6 +79,10 @@ bool LoopDevice::isAttached() const {
     return std::getline(file, image) && image == image_;
 }
 
+bool LoopDevice::isFreed() const {
+    return comesTrue([this] { return !isAttached(); });
+}
+
 SystemBus::SystemBus(const std::string& folder) : folder_(folder) {
     const std::string socket = folder_ + "/bus";
     std::ofstream(folder_ + "/bus.conf")

@@ -22,6 +22,8 @@ public:
     std::string name() const;                          ///< "loop0"
     std::uint64_t number() const;
     bool isAttached() const;  ///< To the file that it was made for.
+    /// Whether it let go of that file, if need be in a moment: whoever looks at it delays that.
+    bool isFreed() const;
 
 private:
     std::string image_;

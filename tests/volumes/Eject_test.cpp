@@ -174,7 +174,7 @@ TEST(Eject, LetsGoOfALoopDevice) {
                                       {"do", {{"Delete disk", "/sbin/losetup -d " + bench.first.path()}}}});
         EXPECT_EQ(eject(card), "done");
         EXPECT_EQ(bench.bus->calls(), (Words{"Unmount disk", "Delete disk"}));
-        EXPECT_FALSE(bench.first.isAttached());
+        EXPECT_TRUE(bench.first.isFreed());
     });
 }
 
@@ -184,7 +184,7 @@ TEST(Eject, TakesALoopDeviceThatLetGoByItselfForEjected) {
         bench.startUDisks(powersOff, {{"blocks", {{"disk", {{"drive", nullptr}, {"isLoop", true}}}}}});
         EXPECT_EQ(eject(card), "done");
         EXPECT_EQ(bench.bus->calls(), Words{"Unmount disk"});
-        EXPECT_FALSE(bench.first.isAttached());
+        EXPECT_TRUE(bench.first.isFreed());
     });
 }
 
@@ -202,7 +202,7 @@ TEST(Eject, LeavesTheNextDiskOfThatNameAlone) {
         EXPECT_EQ(eject(card), "done");
         EXPECT_EQ(bench.bus->calls(), Words{"Unmount disk"});
         EXPECT_TRUE(isMounted("/media/more"));
-        EXPECT_FALSE(bench.first.isAttached());
+        EXPECT_TRUE(bench.first.isFreed());
     });
 }
 
@@ -440,7 +440,7 @@ TEST(EjectForReal, LetsGoOfALoopDevice) {
     onRealDevice([](const Bench& bench) {
         EXPECT_EQ(eject(card), "done");
         EXPECT_FALSE(isMounted(card));
-        EXPECT_FALSE(bench.first.isAttached());
+        EXPECT_TRUE(bench.first.isFreed());
     });
 }
 
@@ -461,7 +461,7 @@ TEST(EjectForReal, UnmountsTheOtherPartitionsFirst) {
         ASSERT_TRUE(RealUDisks::knowsMount(one, card) && RealUDisks::knowsMount(two, "/media/more"));
         EXPECT_EQ(eject(card), "done");
         EXPECT_FALSE(isMounted(card) || isMounted("/media/more"));
-        EXPECT_FALSE(bench.first.isAttached());
+        EXPECT_TRUE(bench.first.isFreed());
     });
 }
 
@@ -474,7 +474,7 @@ TEST(EjectForReal, SaysWhyAVolumeInUseStays) {
         EXPECT_TRUE(bench.first.isAttached());
         user.reset();
         EXPECT_EQ(eject(card), "done");
-        EXPECT_FALSE(bench.first.isAttached());
+        EXPECT_TRUE(bench.first.isFreed());
     });
 }
 
@@ -506,7 +506,7 @@ TEST(EjectCommand, EjectsTheVolumeOfAnyPathOnIt) {
             EXPECT_EQ(done.out, "ejected /media/card\n");
             EXPECT_EQ(done.errors, "");
             EXPECT_EQ(done.status, 0);
-            EXPECT_FALSE(bench.first.isAttached()) << path;
+            EXPECT_TRUE(bench.first.isFreed()) << path;
         });
     }
 }
@@ -515,7 +515,7 @@ TEST(EjectCommand, MayBeGivenInsideTheVolume) {
     onRealDevice([](const Bench& bench) {
         tests::shell("mkdir /media/card/in");
         EXPECT_EQ(runIn("/media/card/in", bench, "eject ."), "ejected /media/card\n");
-        EXPECT_FALSE(bench.first.isAttached());
+        EXPECT_TRUE(bench.first.isFreed());
     });
 }
 
@@ -558,7 +558,7 @@ TEST(CleanAndEject, CleansEveryPathAndThenEjectsTheVolumeOnce) {
         EXPECT_EQ(done.status, 0);
         EXPECT_TRUE(done.out.ends_with("\nejected /media/card\n")) << done.out;
         EXPECT_EQ(done.out.find("ejected"), done.out.rfind("ejected"));
-        EXPECT_FALSE(bench.first.isAttached());
+        EXPECT_TRUE(bench.first.isFreed());
         // Read from the image itself, for the device may be somebody else's by now.
         const std::string listed = bench.folder.at("listed");
         tests::shell("for F in / /a /b; do /sbin/debugfs -R \"ls -p $F\" " + bench.folder.at("first") + "; done >" +
@@ -574,7 +574,7 @@ TEST(CleanAndEject, EjectsWhatWasCleanBefore) {
     onRealDevice([](const Bench& bench) {
         const std::string out = runIn("/media/card", bench, "clean --yes --eject --json .");
         EXPECT_TRUE(out.ends_with("{\"volume\":\"/media/card\",\"ejected\":true,\"error\":\"\"}\n")) << out;
-        EXPECT_FALSE(bench.first.isAttached());
+        EXPECT_TRUE(bench.first.isFreed());
     });
 }
 
@@ -603,7 +603,7 @@ TEST(CleanAndEject, EjectsAVolumeWhereSomethingCouldNotBeRemoved) {
         EXPECT_EQ(done.status, 1);
         EXPECT_NE(done.errors.find("/media/card/a/._x — "), std::string::npos) << done.errors;
         EXPECT_TRUE(done.out.ends_with("\nejected /media/card\n")) << done.out;
-        EXPECT_FALSE(bench.first.isAttached());
+        EXPECT_TRUE(bench.first.isFreed());
     });
 }
 
