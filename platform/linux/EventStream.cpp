@@ -10,19 +10,18 @@
 
 #include <chrono>
 #include <cmath>
-#include <cstdint>
 #include <ctime>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <set>
+#include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "core/base/SerialQueue.h"
-#include "core/scan/VolumeIdentity.h"
 #include "core/volumes/Volume.h"
 #include "core/watcher/MountNotifications.h"
 #include "platform/linux/EventBatcher.h"
@@ -38,18 +37,6 @@ using std::chrono::steady_clock;
 /// How long the start waits for the volumes to be watched. What a slower one misses until then it finds by itself.
 constexpr std::chrono::seconds longestStart{5};
 
-timespec now() {
-    timespec time{};
-    ::clock_gettime(CLOCK_REALTIME, &time);
-    return time;
-}
-
-/// The system's word of a mount comes a little later than the mount.
-timespec justBefore(timespec time) {
-    time.tv_sec -= 1;
-    return time;
-}
-
 std::chrono::milliseconds milliseconds(double seconds) {
     return std::chrono::milliseconds(std::isfinite(seconds) && seconds > 0 ? std::llround(seconds * 1000) : 0);
 }
@@ -61,28 +48,20 @@ public:
                  std::function<void(const std::string&)> onProblem)
         : roots_(std::move(roots)), events_(std::move(events)), onProblem_(std::move(onProblem)) {}
 
-    /// Begins to watch what is new, ends what is gone or is another volume by now.
-    void follow(timespec since, bool isLate) {
+    /// Begins to watch what is there.
+    void begin() {
         const std::lock_guard lock(mutex_);
-        if (isEnded_) return;
-        std::map<std::string, std::uint64_t> wanted;
-        for (const std::string& root : roots_())
-            wanted[root] = MountTable::uniqueMountOf(root).value_or(0);
-        std::erase_if(threads_, [&](const auto& entry) {
-            const auto& [root, watched] = entry;
-            const auto found = wanted.find(root);
-            return found == wanted.end() || found->second != watched.mount || watched.thread->hasEnded();
-        });
-        for (const auto& [root, mount] : wanted) {
-            if (threads_.contains(root)) continue;
-            auto job = std::make_unique<WatchJob>();
-            job->root = root;
-            job->begun = since;
-            job->isLate = isLate;
-            job->events = events_;
-            job->onProblem = onProblem_;
-            threads_[root] = {mount, std::make_unique<WatchThread>(std::move(job))};
-        }
+        followLocked(timeNow(), /*isLate=*/false);
+    }
+
+    /// Begins to watch what is new, ends what is gone or is another volume by now.
+    void follow() {
+        // The system's word of a mount comes a little later than the mount, and later still where the last word was
+        // being worked off: then it may have been mounted since the volumes were last asked for.
+        const timespec since = justBefore(timeNow());
+        const std::lock_guard lock(mutex_);
+        const bool wasIdle = std::tie(workedOff_.tv_sec, workedOff_.tv_nsec) < std::tie(since.tv_sec, since.tv_nsec);
+        followLocked(wasIdle ? since : asked_, /*isLate=*/true);
     }
 
     void waitUntilReady(steady_clock::time_point deadline) {
@@ -102,15 +81,42 @@ public:
 
 private:
     struct Watched {
-        std::uint64_t mount = 0;
+        std::optional<MountTable::Occupant> mount;
         std::unique_ptr<WatchThread> thread;
     };
+
+    /// What is new is reported since `since`; where that is late, it may have been there since then.
+    void followLocked(timespec since, bool isLate) {
+        if (isEnded_) return;
+        asked_ = timeNow();
+        std::map<std::string, std::optional<MountTable::Occupant>> wanted;
+        for (const std::string& root : roots_())
+            wanted[root] = MountTable::occupantOf(root);
+        std::erase_if(threads_, [&](const auto& entry) {
+            const auto& [root, watched] = entry;
+            const auto found = wanted.find(root);
+            return found == wanted.end() || found->second != watched.mount || watched.thread->hasEnded();
+        });
+        for (const auto& [root, mount] : wanted) {
+            if (threads_.contains(root)) continue;
+            auto job = std::make_unique<WatchJob>();
+            job->root = root;
+            job->begun = since;
+            job->isLate = isLate;
+            job->events = events_;
+            job->onProblem = onProblem_;
+            threads_[root] = {mount, std::make_unique<WatchThread>(std::move(job))};
+        }
+        workedOff_ = timeNow();
+    }
 
     const std::function<std::vector<std::string>()> roots_;
     const std::shared_ptr<EventBatcher> events_;
     const std::function<void(const std::string&)> onProblem_;
     std::mutex mutex_;
     std::map<std::string, Watched> threads_;
+    timespec asked_{};      // when the volumes were last asked for
+    timespec workedOff_{};  // when that was worked off
     bool isEnded_ = false;
 };
 
@@ -133,10 +139,10 @@ public:
         events_->begin(queue_);
         for (const auto kind : {MountNotifications::Kind::didMount, MountNotifications::Kind::didUnmount}) {
             tokens_.push_back(mounts_->add(kind, [weak = std::weak_ptr(threads_)] {
-                if (const auto threads = weak.lock()) threads->follow(justBefore(now()), /*isLate=*/true);
+                if (const auto threads = weak.lock()) threads->follow();
             }));
         }
-        threads_->follow(now(), /*isLate=*/false);
+        threads_->begin();
         threads_->waitUntilReady(steady_clock::now() + longestStart);
         return true;
     }

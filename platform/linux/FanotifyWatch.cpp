@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <sys/fanotify.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -103,6 +104,29 @@ bool canFindFolders(const std::string& root) {
     return Folders(root).path(bytes).has_value();
 }
 
+/// Tells of the end of the volume, with which the mark goes without a word. One watch of another kind does, and is no
+/// more of an obstacle.
+class VolumeEnd {
+public:
+    explicit VolumeEnd(const std::string& root) : inotify_(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+        ::inotify_add_watch(inotify_.get(), root.c_str(), IN_UNMOUNT | IN_ONLYDIR);
+    }
+
+    int descriptor() const { return inotify_.get(); }
+    bool hasCome() const {
+        inotify_event event{};
+        return ::read(inotify_.get(), &event, sizeof event) > 0;
+    }
+
+private:
+    FileDescriptor inotify_;
+};
+
+/// Whether the mark took so long that the start no longer waits for it. A server may take its time.
+bool tookLong(const WatchJob& job) {
+    return timeNow().tv_sec - job.begun.tv_sec > 1;
+}
+
 class Reading {
 public:
     explicit Reading(const WatchJob& job) : job_(job), buffer_(bufferSize) {}
@@ -151,23 +175,26 @@ private:
 
 }  // namespace
 
-Outcome run(const WatchJob& job) {
+WatchEnd run(const WatchJob& job) {
+    const VolumeEnd end(job.root);  // before the mark: where the volume changes in between, it is noticed
     const FileDescriptor group(
         ::fanotify_init(FAN_CLASS_NOTIF | FAN_REPORT_DFID_NAME | FAN_CLOEXEC | FAN_NONBLOCK, O_RDONLY | O_CLOEXEC));
-    if (!group.isOpen()) return Outcome::refused;
+    if (!group.isOpen()) return WatchEnd::refused;
     if (::fanotify_mark(group.get(), FAN_MARK_ADD | FAN_MARK_FILESYSTEM, interest, AT_FDCWD, job.root.c_str()) != 0) {
-        return Outcome::refused;
+        return WatchEnd::refused;
     }
-    if (!canFindFolders(job.root)) return Outcome::refused;
-    if (job.isLate) reportWhatChanged(job);
+    if (!canFindFolders(job.root)) return WatchEnd::refused;
+    if (job.isLate || tookLong(job)) reportWhatChanged(job);
     job.onReady();
     Reading reading(job);
-    while (waitUnlessStopped(group.get(), job.stop)) {
-        if (reading.drain(group.get())) continue;
-        job.events->addLost(job.root);
-        return Outcome::refused;
+    while (waitUnlessStopped(group.get(), end.descriptor(), job.stop)) {
+        if (!reading.drain(group.get())) {
+            job.events->addLost(job.root);
+            return WatchEnd::refused;
+        }
+        if (end.hasCome()) return WatchEnd::unmounted;
     }
-    return Outcome::ended;
+    return WatchEnd::over;
 }
 
 }  // namespace varnel::FanotifyWatch

@@ -60,13 +60,14 @@ class Watch {
 public:
     explicit Watch(const WatchJob& job) : job_(job), buffer_(bufferSize) {}
 
-    void run() {
-        if (!begin(Report::whatChanged)) return;
+    WatchEnd run() {
+        if (!begin(Report::whatChanged)) return WatchEnd::over;
         job_.onReady();
         while (!isOver_ && waitUnlessStopped(inotify_.get(), job_.stop)) {
             drain();
             if (hasOverflown_ && !isOver_) beginAnew();
         }
+        return end_;
     }
 
 private:
@@ -181,13 +182,15 @@ private:
             hasOverflown_ = true;
             return;
         }
-        if (!folders_.contains(record.watch)) return;
+        if (isOver_ || !folders_.contains(record.watch)) return;
         const bool isRoot = folders_.isRoot(record.watch);
         if (isRoot && (record.mask & (IN_IGNORED | IN_UNMOUNT | IN_DELETE_SELF | IN_MOVE_SELF)) != 0) {
             isOver_ = true;
             // A volume that is unmounted is nobody's loss; a folder that is gone is news.
             if ((record.mask & (IN_DELETE_SELF | IN_MOVE_SELF)) != 0) {
                 job_.onProblem(job_.root + " is gone; it is not watched any more");
+            } else {
+                end_ = WatchEnd::unmounted;
             }
             return;
         }
@@ -223,12 +226,13 @@ private:
     bool hasToldLimit_ = false;
     bool hasOverflown_ = false;
     bool isOver_ = false;
+    WatchEnd end_ = WatchEnd::over;
 };
 
 }  // namespace
 
-void run(const WatchJob& job) {
-    Watch(job).run();
+WatchEnd run(const WatchJob& job) {
+    return Watch(job).run();
 }
 
 }  // namespace varnel::InotifyWatch

@@ -12,6 +12,6 @@
 namespace varnel::InotifyWatch {
 
 /// Reports until the job's signal is raised or the folder is gone.
-void run(const WatchJob& job);
+WatchEnd run(const WatchJob& job);
 
 }  // namespace varnel::InotifyWatch

@@ -8,13 +8,12 @@
 #include <libmount/libmount.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <functional>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -30,8 +29,13 @@ struct MonitorDeleter {
 };
 using Monitor = std::unique_ptr<libmnt_monitor, MonitorDeleter>;
 
-/// What is mounted where. All of it, for a folder may be watched anywhere.
-using Mounts = std::set<MountTable::Place>;
+/// How long to wait where the mount table cannot be read.
+constexpr std::chrono::seconds pause{1};
+
+/// Whether all of `some` is in `others`.
+bool isAllIn(const MountTable::Places& some, const MountTable::Places& others) {
+    return std::includes(others.all.begin(), others.all.end(), some.all.begin(), some.all.end());
+}
 
 /// Follows the kernel's mount table on a thread of its own, which sleeps until the table changes.
 class MountTableNotifications final : public MountNotifications {
@@ -41,7 +45,7 @@ public:
         // The monitor begins when its descriptor is first asked for; the table is read after that.
         descriptor_ = mnt_monitor_get_fd(monitor_.get());
         if (descriptor_ < 0) return;
-        known_ = MountTable::places();
+        known_ = MountTable::places().value_or(MountTable::Places());
         thread_ = std::thread([this] { follow(); });
     }
 
@@ -71,14 +75,19 @@ private:
     };
 
     void follow() {
-        while (waitUnlessStopped(descriptor_, stop_)) {
+        bool isBehind = false;
+        while (waitUnlessStopped(descriptor_, stop_, isBehind ? pause : forEver)) {
             mnt_monitor_event_cleanup(monitor_.get());
-            Mounts now = MountTable::places();
-            const bool hasNew = !std::includes(known_.begin(), known_.end(), now.begin(), now.end());
-            const bool hasGone = !std::includes(now.begin(), now.end(), known_.begin(), known_.end());
-            known_ = std::move(now);
-            if (hasGone) tell(Kind::didUnmount);
-            if (hasNew) tell(Kind::didMount);
+            auto now = MountTable::places();
+            isBehind = !now;
+            if (isBehind) continue;  // what is known stands until something else is
+            const bool hasNew = !isAllIn(*now, known_);
+            const bool hasGone = !isAllIn(known_, *now);
+            // Something has changed; where it left no trace, a mount may have gone and come again.
+            const bool mayHaveBoth = !hasNew && !hasGone && !now->isExact;
+            known_ = *std::move(now);
+            if (hasGone || mayHaveBoth) tell(Kind::didUnmount);
+            if (hasNew || mayHaveBoth) tell(Kind::didMount);
         }
     }
 
@@ -97,7 +106,7 @@ private:
     Monitor monitor_;
     int descriptor_ = -1;  // the monitor's
     StopSignal stop_;
-    Mounts known_;  // of the thread
+    MountTable::Places known_;  // of the thread: all mounts, for a folder may be watched anywhere
     std::mutex mutex_;
     std::map<Token, Observer> observers_;
     Token nextToken_ = 1;

@@ -8,8 +8,12 @@
 #include <fcntl.h>
 #include <libmount/libmount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -87,13 +91,35 @@ bool forEachMount(const Table& table, FunctionRef<void(libmnt_fs*)> visit) {
 
 constexpr unsigned uniqueMountMask = 0x4000;  // STATX_MNT_ID_UNIQUE; Debian 12's headers are older
 
-/// One of the two numbers of the mount that a path lies on.
-std::optional<std::uint64_t> idOf(const std::string& path, unsigned mask) {
+/// Facts of a path with one of the two numbers of the mount that it lies on; none where there is no such number.
+std::optional<struct statx> askFor(const std::string& path, unsigned mask) {
     struct statx answer {};
     constexpr int flags = AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
     if (::statx(AT_FDCWD, path.c_str(), flags, STATX_TYPE | mask, &answer) != 0) return std::nullopt;
-    if ((answer.stx_mask & mask) == 0) return std::nullopt;
-    return answer.stx_mnt_id;
+    if ((answer.stx_mask & mask) != mask) return std::nullopt;
+    return answer;
+}
+
+/// The numbers that are never given out again of all mounts; none where the kernel has no such numbers.
+std::optional<std::vector<std::uint64_t>> uniqueMounts() {
+    constexpr long listmountCall = 458;
+    constexpr std::size_t atOnce = 256;
+    struct {
+        std::uint32_t size = 24;
+        std::uint32_t unused = 0;
+        std::uint64_t parent = UINT64_MAX;  // the topmost mount
+        std::uint64_t after = 0;
+    } request;
+    std::vector<std::uint64_t> ids;
+    for (;;) {
+        const std::size_t known = ids.size();
+        ids.resize(known + atOnce);
+        const long got = ::syscall(listmountCall, &request, ids.data() + known, atOnce, 0);
+        if (got < 0) return std::nullopt;
+        ids.resize(known + static_cast<std::size_t>(got));
+        if (static_cast<std::size_t>(got) < atOnce) return ids;
+        request.after = ids.back();
+    }
 }
 
 }  // namespace
@@ -115,21 +141,32 @@ std::optional<std::vector<Mount>> read() {
     return mounts;
 }
 
-std::set<Place> places() {
-    std::set<Place> all;
-    forEachMount(kernelTable(), [&all](libmnt_fs* mount) {
-        all.emplace(static_cast<std::uint64_t>(mnt_fs_get_id(mount)), text(mnt_fs_get_target(mount)));
+std::optional<Places> places() {
+    Places places;
+    const bool isRead = forEachMount(kernelTable(), [&places](libmnt_fs* mount) {
+        places.all.emplace(static_cast<std::uint64_t>(mnt_fs_get_id(mount)), text(mnt_fs_get_target(mount)));
     });
-    return all;
+    if (!isRead) return std::nullopt;
+    // Asked by number: a path to a mount may lead through the server of another that does not answer.
+    if (const auto ids = uniqueMounts()) {
+        places.isExact = true;
+        for (const std::uint64_t id : *ids)
+            places.all.emplace(id, std::string());
+    }
+    return places;
 }
 
 std::optional<std::uint64_t> mountOf(const std::string& path) {
-    return idOf(path, STATX_MNT_ID);
+    const auto facts = askFor(path, STATX_MNT_ID);
+    if (!facts) return std::nullopt;
+    return facts->stx_mnt_id;
 }
 
-std::optional<std::uint64_t> uniqueMountOf(const std::string& path) {
-    if (const auto id = idOf(path, uniqueMountMask)) return id;
-    return mountOf(path);
+std::optional<Occupant> occupantOf(const std::string& path) {
+    if (const auto facts = askFor(path, uniqueMountMask)) return Occupant{facts->stx_mnt_id};
+    const auto facts = askFor(path, STATX_MNT_ID | STATX_INO);
+    if (!facts) return std::nullopt;
+    return Occupant{facts->stx_mnt_id, makedev(facts->stx_dev_major, facts->stx_dev_minor), facts->stx_ino};
 }
 
 const Mount* find(const std::vector<Mount>& table, std::uint64_t id) {

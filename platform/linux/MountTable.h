@@ -25,15 +25,27 @@ struct Mount {
 /// Every mount, in the kernel's order; none where the table cannot be read.
 std::optional<std::vector<Mount>> read();
 
-/// A mount's number and place, and nothing that has to be asked of a device.
-using Place = std::pair<std::uint64_t, std::string>;
-std::set<Place> places();
+/// What is mounted where, and nothing that has to be asked of a device.
+struct Places {
+    std::set<std::pair<std::uint64_t, std::string>> all;  ///< Numbers and places.
+    bool isExact = false;  ///< A mount that went and came again has another number (6.8); else it may have the same.
+};
+
+/// None where the table cannot be read.
+std::optional<Places> places();
 
 /// The id of the mount that a path lies on, without asking a server; none where there is no such path.
 std::optional<std::uint64_t> mountOf(const std::string& path);
 
-/// The same as a number that is never given out again, where the kernel has one (6.8).
-std::optional<std::uint64_t> uniqueMountOf(const std::string& path);
+/// What tells the mount that a path lies on from one that takes its place.
+struct Occupant {
+    std::uint64_t mount = 0;   ///< Never given out again where the kernel has such numbers (6.8).
+    std::uint64_t device = 0;  ///< This and the next only where it has none.
+    std::uint64_t folder = 0;
+
+    bool operator==(const Occupant&) const = default;
+};
+std::optional<Occupant> occupantOf(const std::string& path);
 
 /// The mount with that id, or null.
 const Mount* find(const std::vector<Mount>& table, std::uint64_t id);

@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 
 #include <atomic>
+#include <chrono>
 
 #include "core/base/FileDescriptor.h"
 
@@ -26,7 +27,11 @@ private:
     std::atomic<bool> isRaised_{false};
 };
 
-/// Waits until `descriptor` can be read. False once the signal is raised.
-bool waitUnlessStopped(int descriptor, const StopSignal& stop);
+constexpr std::chrono::milliseconds forEver{-1};
+
+/// Waits until the descriptor can be read, or one of the two; a negative one never can. False once the signal is
+/// raised.
+bool waitUnlessStopped(int descriptor, const StopSignal& stop, std::chrono::milliseconds longest = forEver);
+bool waitUnlessStopped(int descriptor, int other, const StopSignal& stop, std::chrono::milliseconds longest = forEver);
 
 }  // namespace varnel

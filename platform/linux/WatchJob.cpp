@@ -64,6 +64,17 @@ auto reportingLoss(const WatchJob& job) {
 
 }  // namespace
 
+timespec timeNow() {
+    timespec time{};
+    ::clock_gettime(CLOCK_REALTIME, &time);
+    return time;
+}
+
+timespec justBefore(timespec noticed) {
+    noticed.tv_sec -= 1;
+    return noticed;
+}
+
 std::expected<FileDescriptor, int> openFolder(const WatchJob& job, const std::string& folder,
                                               Directory::Purpose purpose) {
     const auto root = Directory::openRoot(job.root, Directory::Links::follow, Directory::Purpose::lookUp);

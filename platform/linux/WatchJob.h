@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <ctime>
 #include <expected>
 #include <functional>
@@ -25,6 +26,19 @@ struct WatchJob {
     std::function<void(const std::string&)> onProblem;  ///< One line for people.
     StopSignal stop;
 };
+
+/// How a job came to its end.
+enum class WatchEnd : std::uint8_t {
+    over,       ///< It was asked to stop, or the folder cannot be watched, or is gone.
+    unmounted,  ///< The volume is gone; another may be in its place.
+    refused,    ///< This way of watching is not granted, or no longer. What was missed is told as lost.
+};
+
+/// What the system's clock says.
+timespec timeNow();
+
+/// A moment before something was noticed, early enough for it to have happened.
+timespec justBefore(timespec noticed);
 
 /// Opens a folder of the job, however long its path is.
 std::expected<FileDescriptor, int> openFolder(const WatchJob& job, const std::string& folder,

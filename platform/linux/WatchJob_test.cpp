@@ -6,60 +6,24 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <cstddef>
-#include <cstdint>
 #include <ctime>
-#include <memory>
-#include <set>
-#include <span>
 #include <string>
 
 #include "core/base/FileDescriptor.h"
-#include "core/base/SerialQueue.h"
-#include "platform/linux/EventBatcher.h"
 #include "tests/support/PrivateMounts.h"
+#include "tests/support/ReportingJob.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/support/Waiting.h"
 
 namespace varnel {
 namespace {
 
-using namespace std::chrono_literals;
+using tests::ReportingJob;
 using tests::TemporaryFolder;
-using Paths = std::set<std::string>;
-
-/// A job and what it reports.
-struct Reporting {
-    explicit Reporting(const std::string& root) {
-        job.root = root;
-        job.events = std::make_shared<EventBatcher>(
-            [this](std::span<const std::string> paths, std::span<const std::uint32_t> flags, std::int64_t) {
-                for (std::size_t i = 0; i < paths.size(); ++i)
-                    (flags[i] == 0 ? reported : lost).insert(paths[i]);
-            },
-            0ms);
-        job.events->begin(queue);
-    }
-
-    /// Waits until everything has arrived.
-    void settle() {
-        job.events->add(job.root, "end");
-        tests::comesTrue([&] {
-            bool hasEnded = false;
-            queue->sync([&] { hasEnded = reported.erase("end") > 0; });
-            return hasEnded;
-        });
-    }
-
-    std::shared_ptr<SerialQueue> queue = SerialQueue::create("test.job");
-    Paths reported, lost;
-    WatchJob job;
-};
+using Paths = ReportingJob::Paths;
 
 TEST(WatchJobHasChanged, GoesByTheStampAndErrsTowardsYes) {
     const TemporaryFolder folder;
-    Reporting reporting(folder.path());
+    ReportingJob reporting(folder.path());
     const std::string path = folder.folder("f");
     const std::time_t now = std::time(nullptr);
     constexpr long second = 1'000'000'000;
@@ -95,7 +59,7 @@ TEST(WatchJobHasChanged, GoesByTheStampAndErrsTowardsYes) {
 
 TEST(WatchJobHasChanged, TellsOfFoldersHoweverDeep) {
     const TemporaryFolder folder;
-    Reporting reporting(folder.path());
+    ReportingJob reporting(folder.path());
     reporting.job.begun.tv_sec = std::time(nullptr) - 60;
     const std::string name(250, 'd');
     std::string path = folder.path();
@@ -143,7 +107,7 @@ TEST(WatchJobReports, SayWhatTheyCannotSee) {
                       {"changes", [](const WatchJob& job, const std::string&) { reportWhatChanged(job); }, root, true},
                   };
                   for (const auto& c : cases) {
-                      Reporting reporting(root);
+                      ReportingJob reporting(root);
                       c.report(reporting.job, c.folder);
                       reporting.settle();
                       EXPECT_EQ(reporting.lost, c.isLoss ? Paths{root} : Paths()) << c.name << " of " << c.folder;

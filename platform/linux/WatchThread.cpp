@@ -23,6 +23,13 @@ namespace {
 /// How long an end may take before the thread counts as held by a server.
 constexpr std::chrono::seconds patience{1};
 
+WatchEnd watch(const WatchJob& job) {
+    // A mark on the whole file system would report far more than one folder of it.
+    const bool isVolume = FSInfo::isMountPoint(job.root);
+    const auto end = isVolume ? FanotifyWatch::run(job) : WatchEnd::refused;
+    return end == WatchEnd::refused ? InotifyWatch::run(job) : end;
+}
+
 }  // namespace
 
 /// Shared with the thread, which may outlive the object.
@@ -42,6 +49,17 @@ struct WatchThread::State {
         return changed.wait_until(lock, deadline, [&fact] { return fact; });
     }
 
+    /// Whether the thread is to go on because another volume has taken the place of the one that is gone.
+    bool beginsAnew() {
+        if (!FSInfo::isMountPoint(job->root)) return false;
+        const std::lock_guard lock(mutex);
+        if (job->stop.isRaised()) return false;
+        hasEnded = false;
+        job->begun = justBefore(timeNow());
+        job->isLate = true;
+        return true;
+    }
+
     std::unique_ptr<WatchJob> job;
     std::mutex mutex;
     std::condition_variable changed;
@@ -52,13 +70,13 @@ struct WatchThread::State {
 WatchThread::WatchThread(std::unique_ptr<WatchJob> job) : state_(std::make_shared<State>(std::move(job))) {
     state_->job->onReady = [state = state_.get()] { state->note(state->isReady); };
     thread_ = std::thread([state = state_] {
-        // A mark on the whole file system would report far more than one folder of it.
-        const bool isVolume = FSInfo::isMountPoint(state->job->root);
-        if (!isVolume || FanotifyWatch::run(*state->job) == FanotifyWatch::Outcome::refused) {
-            InotifyWatch::run(*state->job);
-        }
-        state->note(state->isReady);
-        state->note(state->hasEnded);
+        auto end = WatchEnd::over;
+        do {
+            end = watch(*state->job);
+            state->note(state->isReady);
+            state->note(state->hasEnded);
+            // Whoever follows the mounts may have looked when this one was already there and the end not yet known.
+        } while (end == WatchEnd::unmounted && state->beginsAnew());
     });
 }
 

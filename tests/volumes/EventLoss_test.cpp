@@ -7,7 +7,6 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -20,6 +19,7 @@
 #include <string>
 
 #include "core/base/FileDescriptor.h"
+#include "tests/support/NoDescriptors.h"
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/StreamListener.h"
 #include "tests/support/TemporaryFolder.h"
@@ -27,6 +27,7 @@
 namespace varnel {
 namespace {
 
+using tests::NoDescriptors;
 using tests::StreamListener;
 using tests::TemporaryFolder;
 
@@ -64,24 +65,6 @@ std::string deepBelow() {
         path += "/" + longName;
     return path;
 }
-
-/// No descriptor can be opened while this lives.
-class NoDescriptors {
-public:
-    NoDescriptors() {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        rlimit none = before_;
-        // As many as there are; with a limit below that, poll() fails as well.
-        none.rlim_cur = static_cast<rlim_t>(FileDescriptor(::dup(STDERR_FILENO)).get());
-        ::setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
-private:
-    rlimit before_{};
-};
 
 /// From now on, reading into a buffer of that size fails for this thread and those that it starts.
 void refuseReads(std::size_t size) {
