@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -97,6 +98,21 @@ int PrivateMounts::run(const std::function<void()>& body) const {
 
 int runInChild(const std::function<void()>& body) {
     return inChild([] {}, body);
+}
+
+int runInChildAlone(const std::function<void()>& body) {
+    const pid_t parent = ::getpid();
+    return inChild([] {},
+                   [&] {
+                       ::kill(parent, SIGSTOP);
+                       try {
+                           body();
+                       } catch (...) {
+                           ::kill(parent, SIGCONT);
+                           throw;
+                       }
+                       ::kill(parent, SIGCONT);
+                   });
 }
 
 int runUnprivileged(const std::function<void()>& body) {

@@ -26,7 +26,10 @@ private:
 /// Runs `body` in a child process without a namespace of its own. Gives how many expectations failed in it.
 int runInChild(const std::function<void()>& body);
 
-/// The same as a person without privileges: another user, no group, no capability. Needs root.
+/// The same while this process, with all its threads, stands still.
+int runInChildAlone(const std::function<void()>& body);
+
+/// The same as runInChild() as a person without privileges: another user, no group, no capability. Needs root.
 int runUnprivileged(const std::function<void()>& body);
 
 /// From now on this thread, and those that it starts, may not administer the system, though root; programs that it
