@@ -179,16 +179,16 @@ struct MountedVolume {
     std::string mountPoint;
     std::string device;  ///< Empty where there is none below it.
     std::optional<std::uint64_t> sequence;
-    std::optional<std::uint64_t> mount;
+    std::optional<MountTable::Occupant> occupant;
 
-    bool isMounted() const { return MountTable::uniqueMountOf(mountPoint) == mount; }
+    bool isMounted() const { return MountTable::occupantOf(mountPoint) == occupant; }
 
     static std::optional<MountedVolume> at(const std::string& path) {
         const auto id = MountTable::mountOf(path);
         const auto table = id ? MountTable::read() : std::nullopt;
         const Mount* const mount = table ? MountTable::find(*table, *id) : nullptr;
         if (mount == nullptr) return std::nullopt;
-        MountedVolume volume{mount->mountPoint, "", std::nullopt, MountTable::uniqueMountOf(path)};
+        MountedVolume volume{mount->mountPoint, "", std::nullopt, MountTable::occupantOf(mount->mountPoint)};
         if (const auto number = deviceNumber(*mount)) {
             volume.device = mount->source;
             volume.sequence = diskSequence(*number);
