@@ -89,6 +89,23 @@ bool forEachMount(const Table& table, FunctionRef<void(libmnt_fs*)> visit) {
     return true;
 }
 
+std::optional<std::vector<Mount>> mountsOf(const Table& table) {
+    std::vector<Mount> mounts;
+    const bool isRead = forEachMount(table, [&mounts](libmnt_fs* mount) {
+        Mount entry;
+        entry.id = static_cast<std::uint64_t>(mnt_fs_get_id(mount));
+        entry.mountPoint = text(mnt_fs_get_target(mount));
+        entry.root = text(mnt_fs_get_root(mount));
+        entry.type = typeOf(mount);
+        entry.source = text(mnt_fs_get_source(mount));
+        entry.isShown = mnt_fs_match_options(mount, "x-gvfs-show") == 1;
+        entry.isHidden = mnt_fs_match_options(mount, "x-gvfs-hide") == 1;
+        mounts.push_back(std::move(entry));
+    });
+    if (!isRead) return std::nullopt;
+    return mounts;
+}
+
 constexpr unsigned uniqueMountMask = 0x4000;  // STATX_MNT_ID_UNIQUE; Debian 12's headers are older
 
 /// Facts of a path with one of the two numbers of the mount that it lies on; none where there is no such number.
@@ -125,20 +142,11 @@ std::optional<std::vector<std::uint64_t>> uniqueMounts() {
 }  // namespace
 
 std::optional<std::vector<Mount>> read() {
-    std::vector<Mount> mounts;
-    const bool isRead = forEachMount(fullTable(), [&mounts](libmnt_fs* mount) {
-        Mount entry;
-        entry.id = static_cast<std::uint64_t>(mnt_fs_get_id(mount));
-        entry.mountPoint = text(mnt_fs_get_target(mount));
-        entry.root = text(mnt_fs_get_root(mount));
-        entry.type = typeOf(mount);
-        entry.source = text(mnt_fs_get_source(mount));
-        entry.isShown = mnt_fs_match_options(mount, "x-gvfs-show") == 1;
-        entry.isHidden = mnt_fs_match_options(mount, "x-gvfs-hide") == 1;
-        mounts.push_back(std::move(entry));
-    });
-    if (!isRead) return std::nullopt;
-    return mounts;
+    return mountsOf(fullTable());
+}
+
+std::optional<std::vector<Mount>> readFrom(const std::string& file) {
+    return mountsOf(Table(mnt_new_table_from_file(file.c_str())));
 }
 
 std::optional<Places> places() {

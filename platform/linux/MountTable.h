@@ -25,6 +25,9 @@ struct Mount {
 /// Every mount, in the kernel's order; none where the table cannot be read.
 std::optional<std::vector<Mount>> read();
 
+/// The same of a table that was written to a file, in the kernel's notation and without what mount(8) knows.
+std::optional<std::vector<Mount>> readFrom(const std::string& file);
+
 /// What is mounted where, and nothing that has to be asked of a device.
 struct Places {
     std::set<std::pair<std::uint64_t, std::string>> all;  ///< Numbers and places.
