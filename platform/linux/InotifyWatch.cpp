@@ -5,16 +5,20 @@
 #error "This source is for Linux."
 #endif
 
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/inotify.h>
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <expected>
 #include <fstream>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -27,6 +31,7 @@
 #include "core/scan/Directory.h"
 #include "core/scan/Walker.h"
 #include "platform/linux/EventRecords.h"
+#include "platform/linux/MountTable.h"
 #include "platform/linux/StopSignal.h"
 #include "platform/linux/WatchJob.h"
 #include "platform/linux/WatchedFolders.h"
@@ -58,14 +63,19 @@ std::string walkable(std::string folder) {
 
 class Watch {
 public:
-    explicit Watch(const WatchJob& job) : job_(job), buffer_(bufferSize) {}
+    explicit Watch(const WatchJob& job)
+        : job_(job), buffer_(bufferSize), mountTable_(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)) {}
 
     WatchEnd run() {
+        inner_ = innerMounts();
         if (!begin(Report::whatChanged)) return WatchEnd::over;
         job_.onReady();
-        while (!isOver_ && waitUnlessStopped(inotify_.get(), job_.stop)) {
+        while (!isOver_) {
+            std::array<pollfd, 2> either = {{{inotify_.get(), POLLIN, 0}, {mountTable_.get(), POLLPRI, 0}}};
+            if (!waitUnlessStopped(either, job_.stop)) break;
             drain();
             if (hasOverflown_ && !isOver_) beginAnew();
+            if (either[1].revents != 0 && !isOver_) uncover();
         }
         return end_;
     }
@@ -100,6 +110,36 @@ private:
         hasOverflown_ = false;
         begin(Report::nothing);
         job_.events->addLost(job_.root);
+    }
+
+    /// Where something is mounted below the root. The table has no links in its paths, the way to the root may.
+    std::set<std::string> innerMounts() const {
+        std::set<std::string> inner;
+        const auto root = Directory::openRoot(job_.root, Directory::Links::follow, Directory::Purpose::lookUp);
+        const auto physicalRoot = root ? Directory::physicalPath(root->get()) : std::unexpected(root.error());
+        const auto places = MountTable::places();
+        if (!physicalRoot || !places) return inner;
+        for (const auto& [id, mountPoint] : places->all) {
+            if (mountPoint.size() <= physicalRoot->size() || !Path::isAtOrBelow(mountPoint, *physicalRoot)) continue;
+            const std::string_view below = std::string_view(mountPoint).substr(physicalRoot->size());
+            inner.insert(Path::joined(job_.root, below.substr(below.starts_with('/') ? 1 : 0)));
+        }
+        return inner;
+    }
+
+    /// What a mount inside the root had hidden is part of it again when that is unmounted.
+    void uncover() {
+        std::set<std::string> now = innerMounts();
+        for (const std::string& folder : inner_) {
+            if (now.contains(folder)) continue;
+            const int parent = folders_.watchOf(Path::withoutLastComponent(folder));
+            if (parent < 0) continue;
+            const int watch = this->watch(folder);
+            if (watch >= 0 && folders_.add(watch, parent, Path::lastComponent(folder))) {
+                watchBelow(folder, Report::whatChanged);
+            }
+        }
+        inner_ = std::move(now);
     }
 
     /// Watches one folder; negative where the system refuses.
@@ -220,6 +260,8 @@ private:
 
     const WatchJob& job_;
     std::vector<char> buffer_;
+    const FileDescriptor mountTable_;
+    std::set<std::string> inner_;
     FileDescriptor inotify_;
     WatchedFolders folders_;
     bool isAtLimit_ = false;

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <poll.h>
 #include <sys/eventfd.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 
@@ -33,5 +35,9 @@ constexpr std::chrono::milliseconds forEver{-1};
 /// raised.
 bool waitUnlessStopped(int descriptor, const StopSignal& stop, std::chrono::milliseconds longest = forEver);
 bool waitUnlessStopped(int descriptor, int other, const StopSignal& stop, std::chrono::milliseconds longest = forEver);
+
+/// Waits for either of two things, and notes in them what has come. False once the signal is raised.
+bool waitUnlessStopped(std::array<pollfd, 2>& either, const StopSignal& stop,
+                       std::chrono::milliseconds longest = forEver);
 
 }  // namespace varnel

@@ -97,7 +97,7 @@ def suffices(unit, varnel):
             watch = subprocess.Popen(
                 ["setpriv", "--no-new-privs", "--bounding-set", "-all," + ",".join("+" + c for c in capabilities),
                  "strace", "-f", "-qq", "-o", calls, varnel, "watch", "--sweep-first", share, volume],
-                stdin=subprocess.DEVNULL, stdout=file, env={**os.environ, "HOME": home})
+                stdin=subprocess.DEVNULL, stdout=file, env={**os.environ, "HOME": home}, start_new_session=True)
         try:
             wait_until("the watch begins", lambda: "WATCH started" in open(out).read())
             litter = []
@@ -120,7 +120,10 @@ def suffices(unit, varnel):
             os.kill(pid, signal.SIGTERM)
             status = watch.wait(20)
         finally:
-            watch.kill()
+            try:
+                os.killpg(watch.pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass  # it has ended by itself
             subprocess.run(["umount", "-l", volume], check=True)
     assert {"open_by_handle_at", "inotify_add_watch", "unlinkat"} <= made, "both ways of watching were seen: %s" % made
     forbidden = made - allowed_calls(settings(unit, "SystemCallFilter"))

@@ -336,6 +336,34 @@ TEST(EventStream, NamesAFolderThatCannotBeRead) {
               0);
 }
 
+TEST(EventStream, SeesWhatAMountHadHidden) {
+    const tests::PrivateMounts namespaces;
+    if (!namespaces.available()) GTEST_SKIP() << "needs a mount namespace: " << namespaces.reason();
+    EXPECT_EQ(namespaces.run([] {
+        const TemporaryFolder folder;
+        for (const char* name : {"v/early", "v/late"})
+            folder.folder(name);
+        // One is hidden when the watch begins; the other is made, and hidden, before anybody can look into it.
+        tests::mountTmpfs(folder.at("v/early"));
+        StreamListener listener(folder.at("v"));
+        listener.start();
+        tests::shell("mkdir '" + folder.at("v/late/box") + "' && mount -t tmpfs t '" + folder.at("v/late/box") + "'");
+        EXPECT_TRUE(listener.hears(folder.at("v/late/box")));
+        folder.file("v/early/inside");
+        for (const char* name : {"v/early", "v/late/box"})
+            tests::unmount(folder.at(name));
+        folder.file("v/end");
+        EXPECT_TRUE(listener.hears(folder.at("v/end")));
+        for (const char* name : {"v/early/in/._x", "v/late/box/in/._x"}) {
+            folder.file(name);
+            EXPECT_TRUE(listener.hears(folder.at(name))) << name;
+        }
+        EXPECT_FALSE(listener.hasHeard(folder.at("v/early/inside"))) << "what lies behind a mount is of no concern";
+        EXPECT_FALSE(listener.hasHeardOfLoss());
+    }),
+              0);
+}
+
 TEST(EventStream, SaysWhenTheFolderItselfIsGone) {
     const TemporaryFolder folder;
     folder.folder("v");
