@@ -20,6 +20,7 @@
 #include "cli/ExitStatus.h"
 #include "cli/LiveForks.h"
 #include "cli/Output.h"
+#include "cli/RepeatedSweep.h"
 #include "cli/Target.h"
 #include "core/base/SerialQueue.h"
 #include "core/log/Log.h"
@@ -153,18 +154,6 @@ void noteShares(const std::vector<Volume>& volumes, bool isSwept) {
     }
 }
 
-/// Sweeps again and again, each time the interval after the last sweep was begun.
-void sweepEvery(const std::shared_ptr<SerialQueue>& queue, const std::weak_ptr<Watcher>& watcher,
-                std::chrono::minutes interval) {
-    queue->after(interval, [weakQueue = std::weak_ptr(queue), watcher, interval] {
-        const auto self = watcher.lock();
-        const auto again = weakQueue.lock();
-        if (!self || !again) return;
-        self->sweepNow();
-        sweepEvery(again, watcher, interval);
-    });
-}
-
 /// The signals that end the watch, held back from every thread so that one can wait for them.
 sigset_t holdSignals() {
     sigset_t signals;
@@ -220,7 +209,7 @@ ExitStatus runWatch(const WatchArguments& arguments) {
     queue->sync([] {});
     if (!watcher->isRunning()) return ExitStatus::failed;  // the log line says why
     if (arguments.sweepFirst) watcher->sweepNow();
-    if (arguments.sweepEvery) sweepEvery(queue, watcher, std::chrono::minutes(*arguments.sweepEvery));
+    if (arguments.sweepEvery) RepeatedSweep::begin(queue, watcher, std::chrono::minutes(*arguments.sweepEvery));
     waitFor(signals);
     endInTime(watcher);
     log->flush();

@@ -926,6 +926,36 @@ TEST(CommandLineVolumes, ObeysTheMarksForFileManagers) {
               0);
 }
 
+TEST(CommandLineSweep, LeavesOutTheMacsOwnDisks) {
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    if (!tests::hasProgram("bindfs")) GTEST_SKIP() << "needs the program bindfs";
+    const Desk desk;
+    EXPECT_EQ(mounts.run([&] {
+        tests::mountTmpfs("/media");
+        for (const char* format : {"hfsplus", "apfs"}) {
+            const std::string source = desk.folder.folder(format);
+            const std::string place = "/media/" + std::string(format);
+            tests::shell("mkdir '" + place + "' && bindfs -o subtype=" + format + " '" + source + "' '" + place + "'");
+            desk.folder.file(std::string(format) + "/._x");
+        }
+        const Finished none = desk.varnel.run({"sweep", "--yes"});
+        EXPECT_EQ(none.errors, "varnel: no volumes to sweep\n");
+        ASSERT_EQ(::mkdir("/media/Stick", 0755), 0);
+        tests::mountTmpfs("/media/Stick");
+        tests::shell("touch /media/Stick/._x");
+        const Finished done = desk.varnel.run({"sweep", "--yes"});
+        EXPECT_EQ(done.status, 0) << done.errors;
+        EXPECT_NE(::access("/media/Stick/._x", F_OK), 0);
+        for (const char* format : {"hfsplus", "apfs"}) {
+            EXPECT_TRUE(desk.folder.has(std::string(format) + "/._x")) << format;
+            EXPECT_EQ(done.out.find(format), std::string::npos) << done.out;
+        }
+        tests::shell("umount /media/hfsplus /media/apfs");
+    }),
+              0);
+}
+
 TEST(CommandLineVolumes, ListsWhatIsMountedForPeople) {
     const tests::PrivateMounts mounts;
     if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();

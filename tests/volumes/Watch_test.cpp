@@ -3,6 +3,7 @@
 // The live watcher as a person or a service runs it, on real volumes: litter that appears goes, and nothing else does.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -180,6 +181,34 @@ TEST(Watch, GivesUpOnAFileThatIsMadeAgainAndAgain) {
     EXPECT_TRUE(place.isGone("._end"));
     EXPECT_TRUE(place.folder.has("v/.DS_Store"));
     EXPECT_EQ(watch.end(SIGINT), 0);
+    EXPECT_EQ(count(watch.out(), "SUPPRESS"), 1U);
+    EXPECT_EQ(count(watch.out(), "WATCH dsstore"), 5U);
+}
+
+TEST(Watch, EndsTheRaceWithAProgramThatNeverStops) {
+    const Place place;
+    RunningProgram watch(place.home, {"watch", place.root});
+    ASSERT_TRUE(watch.says("WATCH started"));
+    const std::string file = place.folder.at("v/.DS_Store");
+    const pid_t writer = ::fork();
+    if (writer == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        for (;;) {
+            const FileDescriptor again(::open(file.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0644));
+            ::usleep(200);
+        }
+    }
+    EXPECT_TRUE(watch.says("SUPPRESS loop guard " + file + "\n"));
+    // What else appears goes as before, and the file is not touched again although it is written to.
+    for (int i = 0; i < 3; ++i) {
+        std::ofstream(file, std::ios::app) << "more";
+        place.folder.file("v/._" + std::to_string(i));
+        EXPECT_TRUE(place.isGone("._" + std::to_string(i)));
+    }
+    ::kill(writer, SIGKILL);
+    ::waitpid(writer, nullptr, 0);
+    EXPECT_EQ(place.folder.contents("v/.DS_Store"), "moremoremore");
+    EXPECT_EQ(watch.end(SIGTERM), 0);
     EXPECT_EQ(count(watch.out(), "SUPPRESS"), 1U);
     EXPECT_EQ(count(watch.out(), "WATCH dsstore"), 5U);
 }
