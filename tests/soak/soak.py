@@ -139,7 +139,7 @@ class Soak:
         self.number = 0
         self.done = {}
         run("mount", "-t", "tmpfs", "top", "/media")  # no visible volume itself, other than /mnt would be
-        self.volumes = [self.image("/media/ext4", "mkfs.ext4 -q -F {image}", "mount -o loop {image} {place}"),
+        self.volumes = [self.image("/media/ext4", "mkfs.ext4 -q -F -N 200000 {image}", "mount -o loop {image} {place}"),
                         self.image("/media/tmpfs", "true", "mount -t tmpfs -o size=1g card {place}")]
         loop = "L=$(losetup -f --show {image}) && %s $L {place} >/dev/null 2>&1; S=$?; losetup -d $L; exit $S"
         if shutil.which("mount.exfat-fuse"):
@@ -147,7 +147,7 @@ class Soak:
                                            can_link=False))
         if shutil.which("ntfs-3g"):
             self.volumes.append(self.image("/media/ntfs", "mkntfs -F -Q -q {image}", loop % "ntfs-3g", can_link=False))
-        self.disk = self.image(os.path.join(self.work, "disk"), "mkfs.ext4 -q -F {image}", "mount -o loop {image} {place}",
+        self.disk = self.image(os.path.join(self.work, "disk"), "mkfs.ext4 -q -F -N 200000 {image}", "mount -o loop {image} {place}",
                                is_watched=False)
         for volume in [*self.volumes, self.disk]:
             self.mount(volume)
