@@ -2,6 +2,7 @@
 #include "core/scan/VolumeIdentity.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <optional>
 
@@ -37,6 +38,23 @@ TEST(VolumeIdentity, TellsAnotherVolumeAtTheSamePlace) {
         EXPECT_NE(first, second) << "device and mount id are given out again; this must not be enough";
         tests::unmount(place);
         EXPECT_EQ(VolumeIdentity::of(place), bare);
+    }),
+              0);
+}
+
+TEST(VolumeIdentity, StaysWhenADriverIsFirstAskedAboutItsRoot) {
+    if (!tests::hasProgram("bindfs")) GTEST_SKIP() << "this machine has no bindfs";
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    const tests::TemporaryFolder folder;
+    EXPECT_EQ(mounts.run([&] {
+        const auto place = folder.folder("place");
+        tests::shell("bindfs '" + folder.folder("source") + "' '" + place + "'");
+        const auto unasked = VolumeIdentity::of(place);
+        ASSERT_TRUE(unasked);
+        struct stat facts {};
+        ASSERT_EQ(::stat(place.c_str(), &facts), 0);
+        EXPECT_EQ(VolumeIdentity::of(place), unasked);
     }),
               0);
 }

@@ -50,11 +50,18 @@ std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
         return std::nullopt;
     VolumeIdentity identity;
     identity.device = static_cast<std::int32_t>(makedev(answer.stx_dev_major, answer.stx_dev_minor));
-    identity.rootInode = answer.stx_ino;
     if ((answer.stx_mask & uniqueMountMask) != 0) {
         identity.uniqueMount = answer.stx_mnt_id;
+        // The root of a mount is always the same folder. A driver outside the kernel numbers it 1 until the first time
+        // it is asked about it, and asking might wait for a dead server.
+        const bool isMountRoot = (answer.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+        if (!isMountRoot) identity.rootInode = answer.stx_ino;
         return identity;
     }
+    // What follows asks the driver anyway.
+    struct statx asked {};
+    if (::statx(descriptor, "", AT_EMPTY_PATH | AT_NO_AUTOMOUNT, STATX_INO, &asked) != 0) return std::nullopt;
+    identity.rootInode = asked.stx_ino;
     if ((answer.stx_mask & STATX_MNT_ID) != 0) identity.mount = answer.stx_mnt_id;
     if ((answer.stx_mask & STATX_BTIME) != 0) {
         identity.born = answer.stx_btime.tv_sec;
