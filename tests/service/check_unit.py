@@ -126,7 +126,9 @@ def suffices(unit, varnel):
                 pass  # it has ended by itself
             subprocess.run(["umount", "-l", volume], check=True)
     assert {"open_by_handle_at", "inotify_add_watch", "unlinkat"} <= made, "both ways of watching were seen: %s" % made
-    forbidden = made - allowed_calls(settings(unit, "SystemCallFilter"))
+    # A call without a name is younger than the tools of this system; it gets an error, and the program does without.
+    named = {call for call in made if not call.startswith("syscall_0x")}
+    forbidden = named - allowed_calls(settings(unit, "SystemCallFilter"))
     print("%d system calls, status %d, forbidden: %s" % (len(made), status, ", ".join(sorted(forbidden)) or "none"))
     return 1 if forbidden or status != 0 else 0
 
