@@ -42,11 +42,12 @@ void varnelFSEventsCallback(ConstFSEventStreamRef, void* info, std::size_t count
 }
 
 class FSEventStream final : public EventStream {
-   public:
+public:
     explicit FSEventStream(EventStreamRequest request) : deliver_(std::move(request.deliver)) {
         @autoreleasepool {
             NSMutableArray* const paths = [NSMutableArray array];
-            for (const std::string& path : request.paths) [paths addObject:ObjectiveC::string(path)];
+            for (const std::string& path : request.paths)
+                [paths addObject:ObjectiveC::string(path)];
             FSEventStreamContext context{0, &deliver_, nullptr, nullptr, nullptr};
             stream_ =
                 FSEventStreamCreate(kCFAllocatorDefault, varnelFSEventsCallback, &context,
@@ -69,7 +70,7 @@ class FSEventStream final : public EventStream {
     void stop() final { FSEventStreamStop(stream_); }
     void invalidate() final { FSEventStreamInvalidate(stream_); }
 
-   private:
+private:
     EventStreamRequest::Deliver deliver_;
     std::shared_ptr<SerialQueue> queue_;
     FSEventStreamRef stream_ = nullptr;

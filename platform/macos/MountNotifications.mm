@@ -21,12 +21,13 @@ namespace varnel {
 namespace {
 
 class WorkspaceNotifications final : public MountNotifications {
-   public:
+public:
     WorkspaceNotifications() = default;
     WorkspaceNotifications(const WorkspaceNotifications&) = delete;
     WorkspaceNotifications& operator=(const WorkspaceNotifications&) = delete;
     ~WorkspaceNotifications() final {
-        for (const auto& [token, observer] : observers_) removeFromCenter(observer);
+        for (const auto& [token, observer] : observers_)
+            removeFromCenter(observer);
     }
 
     Token add(Kind kind, std::function<void()> observer) final {
@@ -37,7 +38,7 @@ class WorkspaceNotifications final : public MountNotifications {
                             object:nil
                              queue:nil
                         usingBlock:^(NSNotification*) {
-                          observer();
+                            observer();
                         }]);
             const std::lock_guard lock(mutex_);
             observers_.emplace(nextToken_, std::move(added));
@@ -53,7 +54,7 @@ class WorkspaceNotifications final : public MountNotifications {
         observers_.erase(found);
     }
 
-   private:
+private:
     static NSNotificationCenter* center() { return [[NSWorkspace sharedWorkspace] notificationCenter]; }
 
     static void removeFromCenter(const ObjectiveC::Retained& observer) {

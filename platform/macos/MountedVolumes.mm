@@ -32,7 +32,7 @@ std::optional<bool> flag(NSDictionary* values, NSURLResourceKey key) {
 }
 
 class MacVolumes final : public MountedVolumes {
-   public:
+public:
     std::optional<std::vector<std::string>> visible() const final {
         @autoreleasepool {
             NSArray<NSURL*>* const urls = [[NSFileManager defaultManager]
@@ -40,7 +40,8 @@ class MacVolumes final : public MountedVolumes {
                                                         options:NSVolumeEnumerationSkipHiddenVolumes];
             if (urls == nil) return std::nullopt;
             std::vector<std::string> mountPoints;
-            for (NSURL* url in urls) mountPoints.push_back(text([[url URLByStandardizingPath] path]));
+            for (NSURL* url in urls)
+                mountPoints.push_back(text([[url URLByStandardizingPath] path]));
             return mountPoints;
         }
     }
@@ -48,10 +49,11 @@ class MacVolumes final : public MountedVolumes {
     std::optional<std::vector<std::string>> namesInVolumes() const final {
         @autoreleasepool {
             NSArray<NSString*>* const names = [[NSFileManager defaultManager] contentsOfDirectoryAtPath:@"/Volumes"
-                                                                                                  error:nil];
+                                                                                                  error:nullptr];
             if (names == nil) return std::nullopt;
             std::vector<std::string> all;
-            for (NSString* name in names) all.push_back(text(name));
+            for (NSString* name in names)
+                all.push_back(text(name));
             return all;
         }
     }
@@ -61,7 +63,7 @@ class MacVolumes final : public MountedVolumes {
     std::optional<Attachment> attachment(const std::string& path) const final {
         @autoreleasepool {
             NSURL* const url = [NSURL fileURLWithPath:string(path)];
-            NSDictionary* const values = [url resourceValuesForKeys:resourceKeys() error:nil];
+            NSDictionary* const values = [url resourceValuesForKeys:resourceKeys() error:nullptr];
             if (values == nil) return std::nullopt;
             return Attachment{flag(values, NSURLVolumeIsLocalKey), flag(values, NSURLVolumeIsRemovableKey),
                               flag(values, NSURLVolumeIsInternalKey)};
@@ -71,6 +73,8 @@ class MacVolumes final : public MountedVolumes {
 
 }  // namespace
 
-std::unique_ptr<MountedVolumes> MountedVolumes::current() { return std::make_unique<MacVolumes>(); }
+std::unique_ptr<MountedVolumes> MountedVolumes::current() {
+    return std::make_unique<MacVolumes>();
+}
 
 }  // namespace varnel

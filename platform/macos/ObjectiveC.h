@@ -18,10 +18,8 @@ namespace varnel::ObjectiveC {
 
 /// The text as a string object; what of it is not UTF-8 is repaired, for a string object cannot hold it.
 inline NSString* string(std::string_view text) {
-    NSString* const made = [[NSString alloc] initWithBytes:text.data()
-                                                    length:text.size()
-                                                  encoding:NSUTF8StringEncoding];
-    return made != nil ? [made autorelease] : string(Text::repaired(text));
+    NSString* const made = [NSString stringWithUTF8String:std::string(text).c_str()];
+    return made != nil ? made : string(Text::repaired(text));
 }
 
 /// The string as UTF-8; empty for nil.
@@ -32,7 +30,7 @@ inline std::string text(NSString* _Nullable string) {
 
 /// Owns one object.
 class Retained {
-   public:
+public:
     explicit Retained(id object) : object_([object retain]) {}
     Retained(Retained&& other) noexcept : object_(std::exchange(other.object_, nil)) {}
     Retained& operator=(Retained&& other) noexcept {
@@ -45,7 +43,7 @@ class Retained {
 
     id get() const { return object_; }
 
-   private:
+private:
     id object_;  // nil once it was moved from
 };
 

@@ -18,13 +18,15 @@
 namespace varnel::Path {
 
 std::string standardized(std::string_view path) {
+    std::string text(path);
+    // Bytes that are no text no string object holds; no volume of this system has such a name.
     if (Text::isValidUTF8(path)) {
         @autoreleasepool {
-            return ObjectiveC::text([ObjectiveC::string(path) stringByStandardizingPath]);
+            text = ObjectiveC::text([ObjectiveC::string(path) stringByStandardizingPath]);
         }
     }
-    // Bytes that are no text, which a string object cannot hold. No volume of this system has such a name.
-    return standardized(path, [](std::string_view user) {
+    // What is protected is compared exactly: whatever the system leaves, a slash at the end or "..", goes as well.
+    return standardized(text, [](std::string_view user) {
         return user.empty() ? std::optional<std::string>(HomeFolder::current()) : HomeFolder::of(user);
     });
 }

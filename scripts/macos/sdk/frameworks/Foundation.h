@@ -45,9 +45,6 @@ typedef enum NSComparisonResult : NSInteger {
 typedef NSUInteger NSStringCompareOptions;
 enum : NSStringCompareOptions { NSCaseInsensitiveSearch = 1, NSLiteralSearch = 2 };
 
-typedef NSUInteger NSStringEncoding;
-enum : NSStringEncoding { NSUTF8StringEncoding = 4 };
-
 API_AVAILABLE(macos(10.0))
 @protocol NSCopying
 - (id)copyWithZone:(nullable struct _NSZone *)zone;
@@ -55,7 +52,7 @@ API_AVAILABLE(macos(10.0))
 
 API_AVAILABLE(macos(10.0))
 @interface NSString : NSObject <NSCopying>
-- (nullable instancetype)initWithBytes:(const void *)bytes length:(NSUInteger)length encoding:(NSStringEncoding)encoding;
++ (nullable instancetype)stringWithUTF8String:(const char *)bytes;
 - (nullable const char *)UTF8String;
 - (NSUInteger)length;
 - (unichar)characterAtIndex:(NSUInteger)index;

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#include "tests/macos/gnustep/Fakes.h"
+
+#include <os/log.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+struct VarnelFakeLog {
+    std::string name;
+};
+
+namespace varnel::tests::Fakes {
+namespace {
+
+std::mutex mutex;
+std::vector<std::string> calls;
+std::vector<std::string> messages;
+
+}  // namespace
+
+std::vector<FakeVolume> volumes;
+bool volumesAreUnknown = false;
+std::vector<std::string> volumeQuestions;
+std::vector<std::string> namesInVolumes;
+bool volumesCannotBeListed = false;
+
+void reset() {
+    const std::lock_guard lock(mutex);
+    calls.clear();
+    messages.clear();
+    streamRefusals = {};
+    volumes.clear();
+    volumesAreUnknown = false;
+    volumeQuestions.clear();
+    namesInVolumes.clear();
+    volumesCannotBeListed = false;
+}
+
+void breach(const char* what) {
+    std::fprintf(stderr, "macOS would not stand this: %s\n", what);
+    std::abort();
+}
+
+std::vector<std::string> streamCalls() {
+    const std::lock_guard lock(mutex);
+    return calls;
+}
+
+void note(const std::string& streamCall) {
+    const std::lock_guard lock(mutex);
+    calls.push_back(streamCall);
+}
+
+std::vector<std::string> logged() {
+    const std::lock_guard lock(mutex);
+    return messages;
+}
+
+}  // namespace varnel::tests::Fakes
+
+os_log_t os_log_create(const char* subsystem, const char* category) {
+    return new VarnelFakeLog{std::string(subsystem) + ' ' + category};  // the system never lets go of one either
+}
+
+void varnelFakeLogDebug(os_log_t log, const char* format, const char* argument) {
+    using namespace varnel::tests::Fakes;
+    const std::lock_guard lock(mutex);
+    messages.push_back(log->name + ' ' + format + ": " + argument);
+}
