@@ -169,7 +169,7 @@ NSComparisonResult compare(NSString* self, SEL, NSString* other, NSUInteger opti
 /// GNUstep's own asks a server for the notifications of all programs.
 @implementation NSWorkspace (VarnelAdditions)
 + (NSWorkspace*)sharedWorkspace {
-    static NSWorkspace* const workspace = [NSWorkspace alloc];
+    static NSWorkspace* const workspace = class_createInstance([NSWorkspace class], 0);  // alloc refuses
     return workspace;
 }
 - (NSNotificationCenter*)notificationCenter {
