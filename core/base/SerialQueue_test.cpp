@@ -103,6 +103,16 @@ TEST(SerialQueueAfter, DoesNotRunWhatWasCancelled) {
     EXPECT_FALSE(ran);
 }
 
+TEST(SerialQueueAfter, DoesNotRunOnceTheQueueIsGone) {
+    std::atomic<bool> ran{false};
+    SerialQueue::create("test.queue")->after(20ms, [&] { ran = true; });
+    std::promise<void> isOver;
+    const auto other = SerialQueue::create("test.other");
+    other->after(80ms, [&] { isOver.set_value(); });
+    isOver.get_future().wait();
+    EXPECT_FALSE(ran);
+}
+
 TEST(SerialQueueAfter, IsForgottenWithTheQueue) {
     bool ran = false;
     const auto begun = std::chrono::steady_clock::now();

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Compiles and links everything of the macOS program for both processors, with warnings as errors, and looks at what
-# came out. Ends with 77 where the machine cannot get what that needs.
+# Compiles and links everything of the macOS program for both processors, with warnings as errors, looks at what came
+# out, and lets the analyzer follow the objects. Ends with 77 where the machine cannot get what that needs.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 scripts/macos/make-sdk.sh || { echo "skipped: what stands for the macOS SDK is not to be had here"; exit 77; }
@@ -8,3 +8,4 @@ cmake --preset macos-check >/dev/null
 cmake --build --preset macos-check -- --quiet
 oldest=$(sed -n 's/^CMAKE_OSX_DEPLOYMENT_TARGET:[A-Z]*=//p' build/macos-check/CMakeCache.txt)
 scripts/macos/check-binary.py build/macos-check/bin/varnel "$oldest"
+scripts/macos/analyze.py build/macos-check

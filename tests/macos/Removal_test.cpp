@@ -49,6 +49,30 @@ TEST(MacRemoval, StopsAtAMountAndTakesTheRest) {
               0);
 }
 
+TEST(MacFolders, AreNotOpenedThroughLinksOrMounts) {
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    EXPECT_EQ(mounts.run([] {
+        using Directory::Purpose;
+        const TemporaryFolder folder;
+        folder.link("link", folder.folder("a/b"));
+        tests::mountTmpfs(folder.folder("disk"));
+        folder.folder("disk/c");
+        const auto root = Directory::openRoot(folder.path(), Directory::Links::refuse, Purpose::list);
+        ASSERT_TRUE(root);
+        EXPECT_TRUE(Directory::openBeneath(root->get(), "a/b", Purpose::lookUp));
+        for (const char* const path : {"disk", "disk/c", "a/../disk"})
+            EXPECT_EQ(Directory::openBeneath(root->get(), path, Purpose::lookUp).error(), EXDEV) << path;
+        EXPECT_EQ(Directory::openChild(root->get(), "disk").error(), EXDEV);
+        const int linkError = Directory::openChild(root->get(), "link").error();
+        EXPECT_TRUE(linkError == ELOOP || linkError == ENOTDIR) << linkError;
+        EXPECT_FALSE(Directory::openRoot(folder.at("link"), Directory::Links::refuse, Purpose::list));
+        EXPECT_TRUE(Directory::openRoot(folder.at("link"), Directory::Links::follow, Purpose::list));
+        tests::unmount(folder.at("disk"));
+    }),
+              0);
+}
+
 TEST(MacRemoval, DoesNotBeginAtAMount) {
     const tests::PrivateMounts mounts;
     if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();

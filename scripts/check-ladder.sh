@@ -1,0 +1,156 @@
+#!/usr/bin/env bash
+# Plants faults in a copy of the macOS layer, one at a time, and sees that the rung of the ladder that should find each
+# one does. A rung that finds nothing proves nothing. Takes some ten minutes; scripts/check-ladder.sh [WORD…] plants
+# only those whose names hold one of the words.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+# shellcheck source=scripts/packages.sh
+. scripts/packages.sh
+install_packages "${packages_build[@]}" "${packages_test[@]}" "${packages_macos[@]}" "${packages_gnustep[@]}"
+scripts/macos/make-sdk.sh
+
+export ASAN_OPTIONS=detect_leaks=0                # GNUstep's runtime leaks as it begins
+export NSZombieEnabled=YES CRASH_ON_ZOMBIE=YES  # whoever speaks to an object that is gone, ends
+readonly words=("$@") copy=build/ladder
+found=0 missed=()
+
+mkdir -p "$copy/build"
+# Only what differs is copied, with today's date: what a fault left behind in the build must not look up to date.
+git ls-files --cached --others --exclude-standard | sort >"$copy/files"
+(cd "$copy" && find . -path ./build -prune -o -type f ! -name files -printf '%P\n' | sort | comm -13 files - |
+  xargs -r -d '\n' rm)
+while read -r file; do
+  cmp -s "$file" "$copy/$file" || { mkdir -p "$copy/$(dirname "$file")" && cp "$file" "$copy/$file"; }
+done <"$copy/files"
+rm -rf "$copy/build/macos"
+cp -r --reflink=auto build/macos "$copy/build/"
+cd "$copy"
+
+# The rungs: each fails where it finds something.
+interfaces() { scripts/macos/make-sdk.sh; }
+build() { scripts/macos/make-sdk.sh && cmake --preset macos-check && cmake --build --preset macos-check -- --quiet; }
+binary() { build && scripts/macos/check-binary.py build/macos-check/bin/varnel 13.0; }
+analyzer() { build && scripts/macos/analyze.py build/macos-check; }
+gnustep() {
+  cmake --preset gnustep-asan && cmake --build --preset gnustep-asan --target macos_tests core_tests -- --quiet &&
+    timeout 120 build/gnustep-asan/bin/macos_tests &&
+    timeout 120 build/gnustep-asan/bin/core_tests --gtest_filter='SerialQueue*'
+}
+pools() { gnustep && ! grep -q 'without pool' ladder.log; }
+
+# passes RUNG: whether the rung finds nothing; what it says goes to ladder.log.
+passes() { (set +e; "$1") >ladder.log 2>&1; }
+
+# fault NAME RUNG FILE OLD NEW: the first OLD in FILE becomes NEW.
+fault() {
+  local name=$1 rung=$2 file=$3
+  if [ ${#words[@]} -gt 0 ] && ! grep -qFf <(printf '%s\n' "${words[@]}") <<<"$name"; then return; fi
+  cp -p "$file" planted.before
+  python3 - "$file" "$4" "$5" <<'PYTHON'
+import sys
+path, old, new = sys.argv[1:]
+with open(path, encoding="utf-8") as text:
+    source = text.read()
+if old not in source:
+    sys.exit("%s no longer holds: %s" % (path, old))
+with open(path, "w", encoding="utf-8") as text:
+    text.write(source.replace(old, new, 1))
+PYTHON
+  if passes "$rung"; then
+    missed+=("$name")
+    echo "MISSED  $rung  $name"
+  else
+    found=$((found + 1))
+    echo "found   $rung  $name"
+  fi
+  mv planted.before "$file"
+  touch "$file"
+}
+
+for rung in binary analyzer pools; do
+  passes "$rung" || { cat ladder.log; echo "the rung $rung fails without any fault"; exit 1; }
+done
+
+readonly layer=platform/macos frameworks=scripts/macos/sdk/frameworks
+
+fault 'a selector that macOS does not have' interfaces $frameworks/Foundation.h \
+  '- (NSString *)stringByStandardizingPath;' '- (NSString *)stringByStandardisingPath;'
+fault 'a selector of another class' interfaces $frameworks/Foundation.h \
+  '- (BOOL)boolValue;' '- (BOOL)boolValue; - (NSUInteger)addObject:(id)object;'
+fault 'a result of another type' interfaces $frameworks/Foundation.h '- (NSUInteger)length;' '- (double)length;'
+fault 'an argument of another class' interfaces $frameworks/Foundation.h \
+  'fileURLWithPath:(NSString *)path' 'fileURLWithPath:(NSURL *)path'
+fault 'a constant of another value' interfaces $frameworks/CoreServices.h 'FileEvents = 0x10' 'FileEvents = 0x20'
+fault 'a class that macOS does not have' interfaces $frameworks/Foundation.h \
+  '@interface NSNumber : NSObject' '@interface NSFigure : NSObject'
+fault 'an interface of unknown age' interfaces $frameworks/CoreServices.h \
+  'void FSEventStreamStop(FSEventStreamRef stream) API_AVAILABLE(macos(10.5));' \
+  'void FSEventStreamStop(FSEventStreamRef stream);'
+
+fault 'a misspelt selector' build $layer/MountNotifications.mm 'removeObserver:' 'removeObservers:'
+fault 'a selector that only GNUstep has' build $layer/Unicode.mm 'lowercaseString]' 'stringByTrimmingSpaces]'
+fault 'a selector that nothing else here uses' build $layer/Unicode.mm 'lowercaseString]' 'uppercaseString]'
+fault 'an object of the wrong class' build $layer/MountedVolumes.mm \
+  'fileURLWithPath:string(path)' 'fileURLWithPath:resourceKeys()'
+fault 'nil where none is allowed' build $layer/MountedVolumes.mm 'fileURLWithPath:string(path)' 'fileURLWithPath:nil'
+fault 'a framework that is not included' build $layer/EventStream.mm '#import <CoreServices/CoreServices.h>' ''
+fault 'an interface that the oldest system lacks' build $frameworks/Foundation.h \
+  'localizedStandardCompare:(NSString *)string API_AVAILABLE(macos(10.6))' \
+  'localizedStandardCompare:(NSString *)string API_AVAILABLE(macos(14.0))'
+fault 'a library function that the oldest system lacks' build $layer/SystemLog.cpp '#include <string>' \
+  '#include <charconv>
+#include <string>
+inline void late(char* text) { std::to_chars(text, text + 20, 1.5); }'
+fault 'a format that does not fit' build $layer/SystemLog.cpp '%{public}s' '%{public}d'
+fault 'a block of the wrong kind' build $layer/MountNotifications.mm '^(NSNotification*)' '^(int)'
+fault 'a callback of the wrong kind' build $layer/EventStream.mm 'std::size_t count, void*' 'int count, void*'
+fault 'a number that does not fit' build $layer/EventStream.mm 'static_cast<std::int64_t>(count)' 'count'
+fault 'a port without a definition' build $layer/CMakeLists.txt '  SystemLog.cpp
+' ''
+
+fault 'a program for one processor' binary CMakePresets.json '"arm64;x86_64"' '"arm64"'
+fault 'a program for new systems alone' binary CMakePresets.json '"13.0"' '"14.0"'
+fault 'a search path' binary $layer/CMakeLists.txt 'PRIVATE objc)' 'PRIVATE objc "-Wl,-rpath,/opt/lib")'
+
+fault 'an object that leaks' analyzer $layer/MountedVolumes.mm \
+  '[NSURL fileURLWithPath:string(path)]' '[[NSURL fileURLWithPath:string(path)] retain]'
+fault 'an object released too often' analyzer $layer/MountedVolumes.mm \
+  'if (values == nil) return std::nullopt;' 'if (values == nil) return std::nullopt; [values release];'
+
+fault 'a stream that is not invalidated' gnustep $layer/EventStream.mm 'FSEventStreamInvalidate(stream_);' ''
+fault 'a stream that is not released' gnustep $layer/EventStream.mm \
+  'if (isCreated()) FSEventStreamRelease(stream_);' ''
+fault 'a stream without events for files' gnustep $layer/EventStream.mm 'request.flags);' 'request.flags & 0x7U);'
+fault 'a stream from the beginning of time' gnustep $layer/EventStream.mm 'request.since' '0'
+fault 'a stream on no queue' gnustep $layer/EventStream.mm \
+  'FSEventStreamSetDispatchQueue(stream_, static_cast<DispatchQueue&>(*queue_).native());' ''
+fault 'paths that are no text' gnustep $layer/EventStream.mm \
+  'if ([path isKindOfClass:[NSString class]])' 'if (path != nil)'
+fault 'mounts taken for unmounts' gnustep $layer/MountNotifications.mm 'kind == Kind::didMount' 'kind != Kind::didMount'
+fault 'observers that outlive their owner' gnustep $layer/MountNotifications.mm \
+  'for (const auto& [token, observer] : observers_)' 'for (const auto& [token, observer] : decltype(observers_)())'
+fault 'observers that stay after removal' gnustep $layer/MountNotifications.mm 'removeFromCenter(found->second);' ''
+fault 'an observer that is not kept' gnustep $layer/ObjectiveC.h 'object_([object retain])' 'object_(object)'
+fault 'hidden volumes' gnustep $layer/MountedVolumes.mm 'NSVolumeEnumerationSkipHiddenVolumes' '0'
+fault 'a key too few' gnustep $layer/MountedVolumes.mm ', NSURLVolumeIsInternalKey ]' ' ]'
+fault 'one key for another' gnustep $layer/MountedVolumes.mm \
+  'flag(values, NSURLVolumeIsRemovableKey)' 'flag(values, NSURLVolumeIsInternalKey)'
+fault 'a message that is hidden' gnustep $layer/SystemLog.cpp '%{public}s' '%{private}s'
+fault 'a log of another name' gnustep $layer/SystemLog.cpp '"clean"' '"default"'
+fault 'a queue that waits for itself' gnustep $layer/SerialQueue.cpp \
+  'if (!isCurrent()) dispatch_sync_f' 'dispatch_sync_f'
+fault 'a queue released twice' gnustep $layer/SerialQueue.cpp \
+  'dispatch_release(queue_);' 'dispatch_release(queue_); dispatch_release(queue_);'
+fault 'work after the queue' gnustep $layer/SerialQueue.cpp '*later->isOpen && ' ''
+fault 'cancelled work' gnustep $layer/SerialQueue.cpp ' && !later->handle->isCancelled()' ''
+fault 'a mount that is entered' gnustep platform/posix/Stepwise.cpp \
+  'if (!here->isOnSameMount(*above)) return std::unexpected(EXDEV);' ''
+fault 'a link that is followed' gnustep $layer/Directory.cpp 'O_DIRECTORY | O_NOFOLLOW |' 'O_DIRECTORY |'
+fault 'a line end counted twice' gnustep $layer/Unicode.mm '++range.length' 'range.length += 0'
+fault 'a slash that stays' gnustep $layer/Path.mm 'return standardized(text, ' 'if (!text.empty()) return text; return standardized(text, '
+fault 'objects without a pool' pools $layer/MountedVolumes.mm '        @autoreleasepool {
+            NSArray<NSURL*>*' '        {
+            NSArray<NSURL*>*'
+
+echo "$found found, ${#missed[@]} missed"
+[ ${#missed[@]} -eq 0 ]
