@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#include "app/qt/FilePanel.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QStandardPaths>
+#include <QStringList>
+#include <QUrl>
+
+#include "app/qt/QtText.h"
+
+namespace varnel {
+namespace {
+
+/// The places where disks are mounted, so that one is two clicks away.
+QList<QUrl> places() {
+    QList<QUrl> urls = {QUrl::fromLocalFile(QDir::homePath())};
+    const QString user = qEnvironmentVariable("USER");
+    for (const QString& folder : {QLatin1String("/run/media/") + user, QLatin1String("/media/") + user,
+                                  QStringLiteral("/media"), QStringLiteral("/mnt"), QStringLiteral("/Volumes")}) {
+        if (QFileInfo(folder).isDir()) urls.append(QUrl::fromLocalFile(folder));
+    }
+    urls.append(QUrl::fromLocalFile(QStringLiteral("/")));
+    return urls;
+}
+
+}  // namespace
+
+FilePanel::FilePanel(const OpenPanel& panel, QWidget* parent)
+    : QFileDialog(parent), canChooseDirectories_(panel.canChooseDirectories), canChooseFiles_(panel.canChooseFiles) {
+    setOption(QFileDialog::DontUseNativeDialog);
+    setFileMode(canChooseDirectories_ ? QFileDialog::Directory : QFileDialog::ExistingFile);
+    setOption(QFileDialog::ShowDirsOnly, !canChooseFiles_);
+    setFilter(QDir::AllEntries | QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+    setSidebarUrls(places());
+    setWindowTitle(QtText::shown(panel.message));
+    setAccessibleName(windowTitle());
+    setLabelText(QFileDialog::Accept, QtText::shown(panel.prompt));
+}
+
+bool FilePanel::mayBeChosen(const QString& path) const {
+    const QFileInfo facts(path);
+    return facts.isDir() ? canChooseDirectories_ : canChooseFiles_ && facts.exists();
+}
+
+void FilePanel::accept() {
+    const QStringList selected = selectedFiles();
+    const QString path = selected.isEmpty() ? directory().absolutePath() : selected.first();
+    if (!mayBeChosen(path)) {
+        QFileDialog::accept();  // which explains, and stays open
+        return;
+    }
+    path_ = QFile::encodeName(path).toStdString();
+    QDialog::accept();
+}
+
+}  // namespace varnel

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#include "app/qt/Preferences.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QVariant>
+
+namespace varnel {
+
+QString Preferences::defaultFile() {
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+           QLatin1String("/varnel/varnel.conf");
+}
+
+std::optional<bool> Preferences::value(const QString& key) const {
+    const QSettings settings(file_, QSettings::IniFormat);
+    // Qt takes any text for true.
+    const QString text = settings.value(key).toString().trimmed().toLower();
+    if (text == QLatin1String("true")) return true;
+    if (text == QLatin1String("false")) return false;
+    return std::nullopt;
+}
+
+bool Preferences::setValue(const QString& key, bool value) {
+    QDir().mkpath(QFileInfo(file_).path());
+    QSettings settings(file_, QSettings::IniFormat);
+    settings.setValue(key, value);
+    settings.sync();
+    return settings.status() != QSettings::AccessError;
+}
+
+}  // namespace varnel

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+#include <optional>
+
+namespace varnel {
+
+/// The person's settings, in one file of their configuration folder.
+class Preferences {
+public:
+    /// Keeps them in `file`, which need not exist.
+    explicit Preferences(QString file) : file_(std::move(file)) {}
+
+    /// The file in the current user's configuration folder.
+    static QString defaultFile();
+
+    /// The setting as it is stored now, whoever stored it; none where there is none, or none that is true or false.
+    std::optional<bool> value(const QString& key) const;
+
+    /// Stores it on the disk. False where that failed; it then holds as long as this process lives.
+    [[nodiscard]] bool setValue(const QString& key, bool value);
+
+    const QString& file() const { return file_; }
+
+private:
+    QString file_;
+};
+
+}  // namespace varnel
