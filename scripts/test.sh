@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.." || exit 2
 . scripts/packages.sh
 
 presets=(dev)
-needed=("${packages_build[@]}" "${packages_volumes[@]}" "${packages_test[@]}" "${packages_macos[@]}" "${packages_gnustep[@]}")
+needed=("${packages_build[@]}" "${packages_volumes[@]}" "${packages_test[@]}" "${packages_macos[@]}" "${packages_gnustep[@]}" "${packages_package[@]}")
 if [ "${1:-}" = --sanitizers ]; then
   shift
   presets=(asan tsan clang-asan clang-tsan)

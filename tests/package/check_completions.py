@@ -26,8 +26,8 @@ def skip(reason):
     sys.exit(SKIPPED)
 
 
-def output(*words, **options):
-    return subprocess.run(words, check=True, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True, **options).stdout
+def output(*words):
+    return subprocess.run(words, check=True, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True).stdout
 
 
 class Bash:
@@ -122,18 +122,21 @@ def main():
     shell = {"bash": Bash, "zsh": Zsh, "fish": Fish}[shell](folder)
     wrong = []
 
+    def complain(line, offers, expected):
+        wrong.append("`%s`:\n  offers   %s\n  expected %s" % (line, sorted(offers), sorted(expected)))
+
     def expect(line, expected):
         offers = plain(shell.offers(line))
         if not shell.describes:
             expected = dict.fromkeys(expected, "")
         if offers != expected:
-            wrong.append("`%s`:\n  offers   %s\n  expected %s" % (line, sorted(offers.items()), sorted(expected.items())))
+            complain(line, offers.items(), expected.items())
 
     def expect_words(line, expected):
         offers = set(plain(shell.offers(line)))
         # A shell gives the whole word, or what stands behind the last '=' or ','.
         if offers not in [{re.sub(before, "", word) for word in expected} for before in ("^$", "^.*=", "^.*[=,]")]:
-            wrong.append("`%s`:\n  offers   %s\n  expected %s" % (line, sorted(offers), sorted(expected)))
+            complain(line, offers, expected)
 
     whole = output(varnel, "--help")
     commands = listed(whole, "Subcommands")
