@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Cleans a disk with varnel, from nothing: installs what is missing, builds a release, and
 #   scripts/run.sh        cleans a sample disk made for the purpose, with litter of every kind, and shows what survives;
+#                         on a machine with a display it then starts the application;
 #   scripts/run.sh PATH…  cleans the folders or volumes PATH, after showing what would go and asking.
 set -euo pipefail
 start=$PWD
@@ -15,6 +16,13 @@ varnel=$PWD/build/release/bin/varnel
 if [ $# -gt 0 ]; then
   cd "$start"
   exec "$varnel" clean "$@"
+fi
+
+if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] && [ -z "${VARNEL_SAMPLE_ONLY:-}" ]; then
+  VARNEL_SAMPLE_ONLY=1 "scripts/run.sh"
+  echo
+  echo "The application is started: its sparkles are in the status area. It ends with \"Quit Varnel\" in its menu."
+  exec "$PWD/build/release/bin/varnel-desktop"
 fi
 
 # What is mounted in a mount namespace of our own goes with it, however this script ends.
