@@ -19,8 +19,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <functional>
 #include <iostream>
+#include <iterator>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -50,7 +53,28 @@ private:
     int& count_;
 };
 
+std::set<pid_t> ownChildren() {
+    std::ifstream list("/proc/thread-self/children");
+    return {std::istream_iterator<pid_t>(list), std::istream_iterator<pid_t>()};
+}
+
+/// Ends every process that has become this one's child since. A daemon that outlived its test would keep the test's
+/// mounts, and a machine has room for so many only.
+void endNewChildren(const std::set<pid_t>& before) {
+    for (bool isDone = false; !isDone;) {
+        isDone = true;
+        for (const pid_t child : ownChildren()) {
+            if (before.contains(child)) continue;
+            isDone = false;
+            ::kill(child, SIGKILL);
+            ::waitpid(child, nullptr, 0);
+        }
+    }
+}
+
 int inChild(const std::function<void()>& prepare, const std::function<void()>& body) {
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    const auto before = ownChildren();
     std::cout.flush();
     std::fflush(nullptr);
     const pid_t child = ::fork();
@@ -73,6 +97,7 @@ int inChild(const std::function<void()>& prepare, const std::function<void()>& b
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
+    endNewChildren(before);
     return WIFEXITED(status) ? WEXITSTATUS(status) : crashed;
 }
 
