@@ -74,7 +74,7 @@ public:
             std::array<pollfd, 2> either = {{{inotify_.get(), POLLIN, 0}, {mountTable_.get(), POLLPRI, 0}}};
             if (!waitUnlessStopped(either, job_.stop)) break;
             drain();
-            if (hasOverflown_ && !isOver_) beginAnew();
+            if (hasOverflown_ && !isOver_ && !beginAnew()) return WatchEnd::over;
             if (either[1].revents != 0 && !isOver_) uncover();
         }
         return end_;
@@ -88,6 +88,7 @@ private:
     };
 
     bool begin(Report report) {
+        inotify_.reset();  // first, for it may be the last that the system grants
         inotify_ = FileDescriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
         if (!inotify_.isOpen()) {
             const int error = errno;
@@ -106,10 +107,11 @@ private:
 
     /// Which folders were made, moved and removed meanwhile, nobody can tell. The folders are found anew, and what they
     /// hold is left to a sweep.
-    void beginAnew() {
+    bool beginAnew() {
         hasOverflown_ = false;
-        begin(Report::nothing);
+        const bool hasBegun = begin(Report::nothing);
         job_.events->addLost(job_.root);
+        return hasBegun;
     }
 
     /// Where something is mounted below the root. The table has no links in its paths, the way to the root may.
@@ -208,7 +210,8 @@ private:
     }
 
     void drain() {
-        while (!job_.stop.isRaised()) {
+        // What comes after the queue ran over is left to the sweep.
+        while (!hasOverflown_ && !job_.stop.isRaised()) {
             const ssize_t got = ::read(inotify_.get(), buffer_.data(), buffer_.size());
             if (got < 0 && errno == EINTR) continue;
             if (got <= 0) return;
@@ -220,6 +223,7 @@ private:
     void handle(const InotifyRecord& record) {
         if ((record.mask & IN_Q_OVERFLOW) != 0) {
             hasOverflown_ = true;
+            job_.events->addLost(job_.root);
             return;
         }
         if (isOver_ || !folders_.contains(record.watch)) return;
@@ -240,19 +244,27 @@ private:
         }
         if (record.name.empty()) return;
         const bool isFolder = (record.mask & IN_ISDIR) != 0;
+        const auto folder = folders_.path(record.watch);
+        if (!folder) {
+            job_.events->addLost(job_.root);
+            return;
+        }
         if ((record.mask & IN_MOVED_FROM) != 0) {
             if (!isFolder) return;
             for (const int gone : folders_.removeBelow(record.watch, record.name))
                 ::inotify_rm_watch(inotify_.get(), gone);
+            // By now another may be there: two folders may change places, and the listing of a folder runs ahead.
+            enter(Path::joined(*folder, record.name), record);
             return;
         }
-        std::string path = Path::joined(folders_.path(record.watch), record.name);
+        std::string path = Path::joined(*folder, record.name);
         if (isFolder && (record.mask & (IN_CREATE | IN_MOVED_TO)) != 0) enter(path, record);
         job_.events->add(job_.root, std::move(path));
     }
 
     /// A folder that has just appeared.
     void enter(const std::string& path, const InotifyRecord& record) {
+        isAtLimit_ = false;  // others may have gone since
         const int watch = this->watch(path);
         if (watch >= 0 && !folders_.add(watch, record.watch, record.name)) return;  // found in a listing already
         if (watch >= 0 || isAtLimit_) watchBelow(path, Report::everything);

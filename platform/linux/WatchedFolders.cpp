@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -66,12 +67,15 @@ std::vector<int> WatchedFolders::removeBelow(int parent, std::string_view name) 
     return all;
 }
 
-std::string WatchedFolders::path(int watch) const {
+std::optional<std::string> WatchedFolders::path(int watch) const {
     std::vector<std::string_view> names;
+    int top = -1;
     for (auto found = folders_.find(watch); found != folders_.end();
          found = folders_.find(found->second->first.parent)) {
         names.push_back(found->second->first.name);
+        top = found->first;
     }
+    if (top != root_) return std::nullopt;
     std::string path;
     for (auto name = names.rbegin(); name != names.rend(); ++name)
         path = path.empty() ? std::string(*name) : Path::joined(path, *name);

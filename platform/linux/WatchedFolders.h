@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -28,8 +29,9 @@ public:
 
     bool contains(int watch) const { return folders_.contains(watch); }
     bool isRoot(int watch) const { return watch == root_; }
-    /// The path of a folder that is known.
-    std::string path(int watch) const;
+    /// The path of a folder that is known; none where one above it gave way to another folder, and nothing has been
+    /// heard yet of where it went.
+    std::optional<std::string> path(int watch) const;
     /// The watch of the folder at a path; negative where it is not known.
     int watchOf(std::string_view path) const;
     std::size_t size() const { return folders_.size(); }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 namespace varnel {
@@ -46,6 +47,16 @@ TEST(WatchedFolders, TellWhetherAFolderIsNew) {
     EXPECT_FALSE(folders.contains(6));
     folders.remove(6);
     EXPECT_EQ(folders.path(7), "/mnt/disk/a/d");
+}
+
+TEST(WatchedFolders, KnowNoPathBelowAFolderThatGaveWay) {
+    WatchedFolders folders = tree();
+    EXPECT_TRUE(folders.add(9, 1, "a")) << "another folder in the place of 2";
+    EXPECT_EQ(folders.path(9), "/mnt/disk/a");
+    EXPECT_TRUE(folders.contains(4));
+    EXPECT_EQ(folders.path(4), std::nullopt);
+    EXPECT_TRUE(folders.add(2, 1, "moved"));
+    EXPECT_EQ(folders.path(4), "/mnt/disk/moved/b/c");
 }
 
 TEST(WatchedFolders, ForgetAFolderWithAllBelowIt) {

@@ -130,6 +130,7 @@ int runInChildAlone(const std::function<void()>& body) {
     return inChild([] {},
                    [&] {
                        ::kill(parent, SIGSTOP);
+                       ::close_range(STDERR_FILENO + 1, ~0U, 0);  // what the parent lets go must not live on here
                        try {
                            body();
                        } catch (...) {

@@ -19,6 +19,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -43,6 +44,43 @@ using tests::TemporaryFolder;
 using Texts = std::vector<std::string>;
 
 using Parameter = std::tuple<std::string, bool>;  // kind of disk, with the rights of an administrator
+
+/// Writes more to a folder than the kernel keeps, while nobody listens.
+void overflow(const std::string& folder) {
+    EXPECT_EQ(tests::runInChildAlone([&] {
+                  for (int i = 0; i < 20000; ++i) {
+                      const std::string file = folder + "/" + std::to_string(i);
+                      ::close(::open(file.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
+                      ::unlink(file.c_str());
+                  }
+              }),
+              0);
+}
+
+/// Writes a file until it is heard of: while the folders are found anew, what appears is left to the sweep.
+bool hearsInTheEnd(const StreamListener& listener, const std::string& path) {
+    return comesTrue([&] {
+        ::unlink(path.c_str());
+        std::ofstream(path) << "x";
+        return listener.hasHeard(path);
+    });
+}
+
+/// Limits this process's own user namespace.
+void limitInotify(const std::string& what, int most) {
+    std::ofstream("/proc/self/uid_map") << "0 0 1";  // once
+    std::ofstream limit("/proc/sys/user/max_inotify_" + what);
+    limit << most << std::flush;
+    ASSERT_TRUE(limit.good());
+}
+
+int inotifyInstances() {
+    int count = 0;
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+        count += std::filesystem::read_symlink(entry, ignored) == "anon_inode:inotify" ? 1 : 0;
+    return count;
+}
 
 class EventStreamContract : public ::testing::TestWithParam<Parameter> {
 protected:
@@ -166,27 +204,14 @@ TEST_P(EventStreamContract, LetsTheVolumeGoWhileItRuns) {
 
 TEST_P(EventStreamContract, SaysWhenTheKernelLostEvents) {
     onDisk([](const TemporaryFolder& folder, const std::string& place) {
-        for (int i = 0; i < 8; ++i)
-            folder.folder("disk/" + std::to_string(i));
+        folder.folder("disk/0");
         StreamListener listener(place);
         listener.start();
-        EXPECT_EQ(tests::runInChildAlone([&] {
-                      // One event each at least, more than the kernel keeps.
-                      for (int i = 0; i < 20000; ++i) {
-                          const std::string file = folder.at("disk/" + std::to_string(i % 8) + "/" + std::to_string(i));
-                          ::close(::open(file.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
-                          ::unlink(file.c_str());
-                      }
-                  }),
-                  0);
+        overflow(folder.at("disk/0"));
         EXPECT_TRUE(listener.hearsOfLoss(place));
         // Folders that were made meanwhile are watched as well.
         folder.folder("disk/0/later");
-        EXPECT_TRUE(comesTrue([&] {
-            ::unlink(folder.at("disk/0/later/file").c_str());
-            folder.file("disk/0/later/file");
-            return listener.hasHeard(folder.at("disk/0/later/file"));
-        }));
+        EXPECT_TRUE(hearsInTheEnd(listener, folder.at("disk/0/later/file")));
     });
 }
 
@@ -233,6 +258,21 @@ TEST(EventStream, ReportsATreeThatIsMovedInAtOnce) {
     folder.file("watched/end");
     EXPECT_TRUE(listener.hears(folder.at("watched/end")));
     EXPECT_FALSE(listener.hasHeard(folder.at("watched/tree/a/later")));
+}
+
+TEST(EventStream, KeepsWatchingFoldersThatChangePlaces) {
+    const TemporaryFolder folder;
+    folder.folder("a/in a");
+    folder.folder("b/in b");
+    StreamListener listener(folder.path());
+    listener.start();
+    const std::string a = folder.at("a");
+    const std::string b = folder.at("b");
+    ASSERT_EQ(::renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE), 0);
+    EXPECT_TRUE(listener.hears(folder.file("settled")));
+    for (const char* name : {"a/x", "a/in b/x", "b/x", "b/in a/x"})
+        EXPECT_TRUE(listener.hears(folder.file(name))) << name;
+    EXPECT_FALSE(listener.hasHeardOfLoss());
 }
 
 TEST(EventStream, LetsTheFirstEventThroughAndGathersTheRest) {
@@ -296,10 +336,7 @@ TEST(EventStream, NamesTheRemedyAtTheLimitOfWatches) {
         folder.folder("v/" + std::to_string(i));
     EXPECT_EQ(tests::runInChild([&] {
                   ASSERT_EQ(::unshare(CLONE_NEWUSER), 0) << std::strerror(errno);
-                  std::ofstream("/proc/self/uid_map") << "0 0 1";
-                  std::ofstream limit("/proc/sys/user/max_inotify_watches");
-                  limit << "6" << std::flush;
-                  ASSERT_TRUE(limit.good());
+                  limitInotify("watches", 6);
                   StreamListener listener(folder.at("v"));
                   listener.start();
                   EXPECT_TRUE(listener.hearsOfLoss(folder.at("v")));
@@ -313,6 +350,61 @@ TEST(EventStream, NamesTheRemedyAtTheLimitOfWatches) {
                   EXPECT_TRUE(listener.hears(folder.at("v/new")));
                   EXPECT_TRUE(listener.hearsOfLoss(folder.at("v")));
                   EXPECT_EQ(listener.problems().size(), 1U) << "the remedy is told once";
+              }),
+              0);
+}
+
+TEST(EventStream, WatchesAgainWhatHasRoomAgain) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to limit a namespace of its own";
+    const TemporaryFolder folder;
+    for (const char* name : {"v/1", "v/2", "v/3", "v/4", "v/5"})
+        folder.folder(name);
+    EXPECT_EQ(tests::runInChild([&] {
+                  ASSERT_EQ(::unshare(CLONE_NEWUSER), 0) << std::strerror(errno);
+                  limitInotify("watches", 3);
+                  StreamListener listener(folder.at("v"));
+                  listener.start();
+                  EXPECT_TRUE(listener.hearsOfLoss(folder.at("v")));
+                  limitInotify("watches", 6);
+                  folder.folder("v/new/in/deep");
+                  EXPECT_TRUE(listener.hears(folder.at("v/new/in/deep")));
+                  EXPECT_TRUE(listener.hears(folder.file("v/new/in/deep/later")));
+                  // A folder that gets the last one cannot hand it down.
+                  listener.forget();
+                  tests::shell("mkdir -p '" + folder.at("outside/in") + "' && rm -r '" + folder.at("v/new/in/deep") +
+                               "' && mv '" + folder.at("outside") + "' '" + folder.at("v/last") + "'");
+                  EXPECT_TRUE(listener.hears(folder.at("v/last/in")));
+                  EXPECT_TRUE(listener.hearsOfLoss(folder.at("v")));
+              }),
+              0);
+}
+
+TEST(EventStream, BeginsAnewWithTheLastInstanceThatTheSystemGrants) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to limit a namespace of its own";
+    EXPECT_EQ(tests::runInChild([] {
+                  const TemporaryFolder folder;
+                  folder.folder("v/in");
+                  ASSERT_EQ(::unshare(CLONE_NEWUSER | CLONE_NEWNS), 0) << std::strerror(errno);
+                  StreamListener listener(folder.at("v"));
+                  listener.start();
+                  limitInotify("instances", inotifyInstances());
+                  overflow(folder.at("v/in"));
+                  EXPECT_TRUE(listener.hearsOfLoss(folder.at("v")));
+                  EXPECT_TRUE(hearsInTheEnd(listener, folder.at("v/in/later")));
+                  EXPECT_EQ(listener.problems(), Texts());
+
+                  // Where it is not granted, that is said, and tried again at the next mount.
+                  limitInotify("instances", 0);
+                  overflow(folder.at("v/in"));
+                  EXPECT_TRUE(comesTrue([&] { return !listener.problems().empty(); }));
+                  limitInotify("instances", 100);
+                  const std::string other = folder.folder("other");
+                  EXPECT_TRUE(comesTrue([&] {
+                      tests::mountTmpfs(other);
+                      tests::unmount(other);
+                      folder.file("v/in/again");
+                      return listener.hasHeard(folder.at("v/in/again"));
+                  }));
               }),
               0);
 }
