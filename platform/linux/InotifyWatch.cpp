@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <expected>
 #include <fstream>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -67,7 +68,7 @@ public:
         : job_(job), buffer_(bufferSize), mountTable_(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)) {}
 
     WatchEnd run() {
-        inner_ = innerMounts();
+        if (auto inner = innerMounts()) inner_ = *std::move(inner);
         if (!begin(Report::whatChanged)) return WatchEnd::over;
         job_.onReady();
         while (!isOver_) {
@@ -114,13 +115,14 @@ private:
         return hasBegun;
     }
 
-    /// Where something is mounted below the root. The table has no links in its paths, the way to the root may.
-    std::set<std::string> innerMounts() const {
-        std::set<std::string> inner;
+    /// Where something is mounted below the root; none where that cannot be asked. The table has no links in its paths,
+    /// the way to the root may.
+    std::optional<std::set<std::string>> innerMounts() const {
         const auto root = Directory::openRoot(job_.root, Directory::Links::follow, Directory::Purpose::lookUp);
         const auto physicalRoot = root ? Directory::physicalPath(root->get()) : std::unexpected(root.error());
         const auto places = MountTable::places();
-        if (!physicalRoot || !places) return inner;
+        if (!physicalRoot || !places) return std::nullopt;
+        std::set<std::string> inner;
         for (const auto& [id, mountPoint] : places->all) {
             if (mountPoint.size() <= physicalRoot->size() || !Path::isAtOrBelow(mountPoint, *physicalRoot)) continue;
             const std::string_view below = std::string_view(mountPoint).substr(physicalRoot->size());
@@ -131,9 +133,10 @@ private:
 
     /// What a mount inside the root had hidden is part of it again when that is unmounted.
     void uncover() {
-        std::set<std::string> now = innerMounts();
+        auto now = innerMounts();
+        if (!now) return;
         for (const std::string& folder : inner_) {
-            if (now.contains(folder)) continue;
+            if (now->contains(folder)) continue;
             const int parent = folders_.watchOf(Path::withoutLastComponent(folder));
             if (parent < 0) continue;
             const int watch = this->watch(folder);
@@ -141,7 +144,7 @@ private:
                 watchBelow(folder, Report::whatChanged);
             }
         }
-        inner_ = std::move(now);
+        inner_ = *std::move(now);
     }
 
     /// Watches one folder; negative where the system refuses.
@@ -186,9 +189,9 @@ private:
         };
         std::vector<std::string> changed;
         if (wants(top)) changed.push_back(top);
-        const auto onError = [&](const std::string& problem) {
+        const auto onError = [&](std::string problem) {
             if (!isAboutSomethingThere(problem)) return;  // what is gone by now needs no watching
-            job_.onProblem(problem + "; what appears there is not seen");
+            job_.onProblem(std::move(problem) + "; what appears there is not seen");
             job_.events->addLost(job_.root);
         };
         Walker::walk(

@@ -8,7 +8,6 @@
 #include <fcntl.h>
 #include <libmount/libmount.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 

@@ -5,7 +5,9 @@
 #error "This source is for Linux."
 #endif
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <time.h>  // NOLINT(modernize-deprecated-headers): clock_gettime() is POSIX
 
 #include <cerrno>
 #include <ctime>
@@ -29,7 +31,7 @@ constexpr time_t coarseStep = 2;
 constexpr long tick = 20'000'000;
 
 /// How far another computer's clock may be ahead of this one's.
-constexpr time_t clockError = 15 * 60;
+constexpr time_t clockError = 900;
 
 constexpr long second = 1'000'000'000;
 
@@ -57,7 +59,7 @@ std::expected<timespec, int> stampOf(const WatchJob& job, const std::string& fol
 
 /// Takes the problems of a walk. What it could not look at is lost.
 auto reportingLoss(const WatchJob& job) {
-    return [&job](const std::string& problem) {
+    return [&job](std::string problem) {  // NOLINT(performance-unnecessary-value-param): the walk sets the type
         if (isAboutSomethingThere(problem)) job.events->addLost(job.root);
     };
 }
@@ -90,8 +92,9 @@ bool meansGone(int error) {
 
 bool isAboutSomethingThere(const std::string& problem) {
     const auto slash = problem.find('/');
-    struct stat facts {};
-    return slash != std::string::npos && (::lstat(problem.c_str() + slash, &facts) == 0 || !meansGone(errno));
+    if (slash == std::string::npos) return false;
+    const auto facts = Directory::facts(problem.substr(slash));
+    return facts || !meansGone(facts.error());
 }
 
 bool hasChanged(const WatchJob& job, const std::string& folder) {
