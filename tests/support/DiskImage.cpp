@@ -11,8 +11,8 @@
 namespace varnel::tests {
 namespace {
 
-/// Loop devices free themselves once nothing uses them.
-const std::string throughLoop = "L=$(losetup -f --show \"$IMAGE\") && ";
+/// Loop devices free themselves once nothing uses them; a free one may be somebody else's a moment later.
+const std::string throughLoop = "L=$(" + patiently("losetup -f --show \"$IMAGE\"") + ") && ";
 const std::string letGo = "; S=$?; losetup -d $L; exit $S";
 
 std::string environment(const std::string& image, const std::string& place) {

@@ -171,6 +171,11 @@ void shell(const std::string& command) {
     if (::pclose(pipe) != 0) throw std::runtime_error(command + ": " + output);
 }
 
+std::string patiently(const std::string& command) {
+    return "{ tries=0; until " + command +
+           "; do tries=$((tries + 1)); [ $tries -lt 100 ] || exit 1; sleep 0.1; done; }";
+}
+
 bool hasProgram(const std::string& name) {
     return ::system(("PATH=$PATH:/sbin:/usr/sbin command -v " + name + " >/dev/null 2>&1").c_str()) == 0;
 }

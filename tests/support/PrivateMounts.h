@@ -42,6 +42,9 @@ bool dropFindingByHandle();
 /// Runs a shell command; throws with its output where it fails.
 void shell(const std::string& command);
 
+/// A shell command that tries another one again for some seconds, for what another process is in the way of.
+std::string patiently(const std::string& command);
+
 /// Whether a program is on the path.
 bool hasProgram(const std::string& name);
 

@@ -53,8 +53,9 @@ bool succeeds(const std::string& command) {
 }  // namespace
 
 LoopDevice::LoopDevice(const std::string& image) : image_(image) {
-    shell(programs + "truncate -s 16M '" + image + "' && mkfs.ext4 -q -F '" + image + "' && losetup -f -P --show '" +
-          image + "' >'" + image + ".device'");
+    // The one that is free may be somebody else's a moment later.
+    shell(programs + "truncate -s 16M '" + image + "' && mkfs.ext4 -q -F '" + image + "' && " +
+          patiently("losetup -f -P --show '" + image + "'") + " >'" + image + ".device'");
     std::ifstream(image + ".device") >> path_;
 }
 

@@ -194,9 +194,10 @@ TEST(Eject, LeavesTheNextDiskOfThatNameAlone) {
         // The device lets go of its file once unmounted, and somebody has it hold another one at once.
         tests::shell("/sbin/losetup -d " + bench.first.path() + " && cp " + bench.folder.at("first") + " " +
                      bench.folder.at("next"));
-        const std::string swapped = "umount " + bench.first.path() + " && /sbin/losetup " + bench.first.path() + " " +
-                                    bench.folder.at("next") + " && mount " + bench.first.path() +
-                                    " /media/more && /sbin/losetup -d " + bench.first.path();
+        const std::string swapped =
+            "umount " + bench.first.path() + " && " +
+            tests::patiently("/sbin/losetup " + bench.first.path() + " " + bench.folder.at("next")) + " && mount " +
+            bench.first.path() + " /media/more && /sbin/losetup -d " + bench.first.path();
         bench.startUDisks(powersOff, {{"blocks", {{"disk", {{"drive", nullptr}, {"isLoop", true}}}}},
                                       {"do", {{"Unmount disk", swapped}}}});
         EXPECT_EQ(eject(card), "done");
