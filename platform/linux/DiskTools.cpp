@@ -20,6 +20,7 @@
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -27,6 +28,7 @@
 
 #include "core/base/Process.h"
 #include "core/scan/PathGuard.h"
+#include "platform/linux/BlockDevices.h"
 #include "platform/linux/MountTable.h"
 #include "platform/linux/UDisks.h"
 
@@ -55,14 +57,10 @@ std::optional<std::uint64_t> deviceNumber(const Mount& mount) {
     return mount.source.starts_with("/dev/") ? deviceNumber(mount.source) : std::nullopt;
 }
 
-std::string sysfsFolder(std::uint64_t number) {
-    return "/sys/dev/block/" + std::to_string(major(number)) + ':' + std::to_string(minor(number));
-}
-
 /// What tells a disk from the next one with its number, a partition's from that of its disk; none before Linux 5.15.
 std::optional<std::uint64_t> diskSequence(std::uint64_t number) {
     for (const char* const place : {"/diskseq", "/../diskseq"}) {
-        std::ifstream file(sysfsFolder(number) + place);
+        std::ifstream file(BlockDevices::folderOf(number) + place);
         std::uint64_t sequence = 0;
         if (file >> sequence) return sequence;
     }
@@ -73,25 +71,21 @@ std::optional<std::uint64_t> diskSequence(std::uint64_t number) {
 bool isFreeLoop(std::uint64_t number) {
     if (major(number) != loopMajor) return false;
     std::error_code error;
-    return !std::filesystem::exists(sysfsFolder(number) + "/loop/backing_file", error);
+    return !std::filesystem::exists(BlockDevices::folderOf(number) + "/loop/backing_file", error);
 }
 
 /// Where the devices are mounted now; none where that cannot be found out.
-std::optional<std::vector<std::string>> mountPointsOf(const std::vector<std::uint64_t>& devices) {
+std::optional<std::vector<std::string>> mountPointsOf(const std::set<std::uint64_t>& devices) {
     const auto table = MountTable::read();
     if (!table) return std::nullopt;
     std::vector<std::string> places;
     for (const Mount& mount : *table) {
         const auto number = deviceNumber(mount);
-        if (number && std::find(devices.begin(), devices.end(), *number) != devices.end()) {
-            places.push_back(mount.mountPoint);
-        }
+        if (number && devices.contains(*number)) places.push_back(mount.mountPoint);
     }
     // The kernel may call the device below "/" by a name that no device has.
     struct stat facts {};
-    if (::stat("/", &facts) == 0 && std::find(devices.begin(), devices.end(), facts.st_dev) != devices.end()) {
-        places.emplace_back("/");
-    }
+    if (::stat("/", &facts) == 0 && devices.contains(facts.st_dev)) places.emplace_back("/");
     return places;
 }
 
@@ -124,10 +118,9 @@ public:
 private:
     /// Why nobody should take this disk away, or none.
     std::optional<std::string> whyKept() const {
-        std::vector<std::uint64_t> devices;
-        devices.reserve(parts_.size());
+        std::set<std::uint64_t> devices;
         for (const UDisks::Block* const part : parts_)
-            devices.push_back(part->number);
+            devices.merge(BlockDevices::madeOf(part->number));
         const auto places = mountPointsOf(devices);
         if (!places) return "the mount table cannot be read";
         const auto kept = std::find_if(places->begin(), places->end(), PathGuard::isForbiddenPlace);
@@ -207,14 +200,17 @@ public:
 
     ProgramResult eject(const std::string& target, bool force) final {
         const auto number = deviceNumber(target);
-        if (!number) return ejectWithoutDevice(target);
-        if (isFreeLoop(*number) || isAnotherDisk(target, *number)) return {0, ""};
+        const bool isThere = number && !isFreeLoop(*number) && !isAnotherDisk(target, *number);
+        if (!isThere && !disk_) return number ? ProgramResult{0, ""} : ejectWithoutDevice(target);
         const auto udisks = UDisks::connect();
         if (!udisks) return udisks.error();
         const auto disks = udisks->disks();
         if (!disks) return disks.error();
-        const UDisks::Block* const block = disks->withNumber(*number);
+        const UDisks::Block* const block = isThere ? disks->withNumber(*number) : rest(*disks);
+        if (block == nullptr && !isThere) return {0, ""};
         if (block == nullptr) return failure("UDisks2 does not know " + target);
+        const std::uint64_t whole = disks->wholeDisk(*block).number;
+        disk_ = {whole, diskSequence(whole)};
         return Ejection(*udisks, *disks, *block, target).run(force);
     }
 
@@ -258,6 +254,12 @@ private:
         return volume_ && volume_->device == target && volume_->sequence != diskSequence(number);
     }
 
+    /// What is left of the disk where its device was locked by the first try; null where it is all gone.
+    const UDisks::Block* rest(const UDisks::Disks& disks) const {
+        if (isFreeLoop(disk_->number) || diskSequence(disk_->number) != disk_->sequence) return nullptr;
+        return disks.withNumber(disk_->number);
+    }
+
     static ProgramResult refusal(const MountedVolume& volume) {
         return failure(volume.mountPoint + " is a protected system path.");
     }
@@ -271,7 +273,14 @@ private:
         return failure();
     }
 
+    /// The whole disk that was tried to be ejected, for its volume's device may be gone before it.
+    struct WholeDisk {
+        std::uint64_t number = 0;
+        std::optional<std::uint64_t> sequence;
+    };
+
     std::optional<MountedVolume> volume_;
+    std::optional<WholeDisk> disk_;
 };
 
 }  // namespace

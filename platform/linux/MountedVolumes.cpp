@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "core/base/Path.h"
+#include "platform/linux/BlockDevices.h"
 #include "platform/linux/MountTable.h"
 
 namespace varnel {
@@ -108,6 +109,14 @@ bool hasRemovableBus(const std::string& folder) {
            folder.find("/thunderbolt") != std::string::npos || folder.find("/memstick") != std::string::npos;
 }
 
+bool isRemovable(const std::string& folder) {
+    return removableAttribute(folder).value_or(false) || hasRemovableBus(folder);
+}
+
+bool isInternal(const std::string& folder) {
+    return folder.find("/devices/virtual/") == std::string::npos && !isRemovable(folder);
+}
+
 class LinuxVolumes final : public MountedVolumes {
 public:
     LinuxVolumes() : table_(MountTable::read()) {}
@@ -143,9 +152,10 @@ public:
         attachment.isLocal = !isOneOf(networkTypes, mount->type);
         const std::string folder = deviceFolder(mount->source);
         if (folder.empty()) return attachment;
-        const bool isVirtual = folder.find("/devices/virtual/") != std::string::npos;
-        attachment.isRemovable = removableAttribute(folder).value_or(false) || hasRemovableBus(folder);
-        attachment.isInternal = !isVirtual && !*attachment.isRemovable;
+        // A mapped device, as an unlocked one or a logical volume is, can be taken away with the disks below it.
+        const auto disks = BlockDevices::foundations(folder);
+        attachment.isRemovable = std::all_of(disks.begin(), disks.end(), isRemovable);
+        attachment.isInternal = std::any_of(disks.begin(), disks.end(), isInternal);
         return attachment;
     }
 

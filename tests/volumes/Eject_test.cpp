@@ -168,6 +168,35 @@ TEST(Eject, LocksWhatWasUnlocked) {
     });
 }
 
+TEST(Eject, SaysWhyADriveStaysOnThoughTheUnlockedDeviceIsGone) {
+    const struct {
+        json failures;
+        std::string said;
+    } cases[] = {
+        {{"one", "two"}, "two"},
+        {{"one"}, "done"},
+    };
+    for (const auto& c : cases) {
+        onBench([&](const Bench& bench) {
+            // A device that is there from its unlocking to its locking, as those of encrypted disks are.
+            const std::string unlocked = "/dev/shm/unlocked";
+            tests::mountTmpfs("/dev/shm");
+            tests::shell("umount /media/card && cp -a " + bench.first.path() + " " + unlocked + " && mount " +
+                         unlocked + " /media/card");
+            bench.startUDisks(powersOff,
+                              {{"blocks",
+                                {{"whole", {{"number", 1}, {"drive", "stick"}}},
+                                 {"disk", {{"encrypted", "other"}, {"drive", nullptr}}},
+                                 {"other", {{"table", "whole"}, {"drive", "stick"}}}}},
+                               {"do", {{"Unmount disk", "umount /media/card"}, {"Lock other", "rm -f " + unlocked}}},
+                               {"failures", {{"PowerOff stick", c.failures}}}});
+            EXPECT_EQ(eject(card), c.said);
+            EXPECT_EQ(bench.bus->calls(),
+                      (Words{"Unmount disk", "Lock other", "PowerOff stick", "Lock other", "PowerOff stick"}));
+        });
+    }
+}
+
 TEST(Eject, LetsGoOfALoopDevice) {
     onBench([](const Bench& bench) {
         bench.startUDisks(powersOff, {{"blocks", {{"disk", {{"drive", nullptr}, {"isLoop", true}}}}},
@@ -284,6 +313,26 @@ TEST(Eject, LeavesADriveThatTheSystemUses) {
             tests::shell("mountpoint -q /media/card || mount " + bench.first.path() + " /media/card");
         }
     });
+}
+
+TEST(Eject, LeavesADriveThatTheSystemUsesInADeviceMadeOfIt) {
+    // Where a logical volume, an array or a partition of one shows in the folder of the device below it.
+    for (const std::string& place : Words{"holders/volume", "holders/array/holders/volume", "holders/array/arrayp1"}) {
+        onBench([&](const Bench& bench) {
+            const LoopDevice third(bench.folder.at("third"));
+            const std::string made = bench.folder.at("third.sysfs/" + place);
+            const std::string holders = "/sys/block/" + third.name() + "/holders";
+            tests::mountTmpfs("/opt");
+            tests::shell("mkdir /opt/x && mount " + bench.second.path() + " /opt/x && mkdir -p " + made +
+                         " && cp /sys/block/" + bench.second.name() + "/dev " + made + " && touch " + made +
+                         "/partition && mount --bind " + bench.folder.at("third.sysfs/holders") + " " + holders);
+            bench.startUDisks(doesBoth, {{"blocks", {{"third", {{"number", third.number()}, {"drive", "stick"}}}}}});
+            EXPECT_EQ(eject(card), bench.first.path() + " is on a drive that the system uses: /opt/x") << place;
+            EXPECT_EQ(bench.bus->calls(), Words{"Unmount disk"}) << "the volume itself, as was asked";
+            EXPECT_TRUE(isMounted("/opt/x"));
+            tests::unmount(holders);
+        });
+    }
 }
 
 TEST(Eject, LeavesProtectedPlacesMounted) {
