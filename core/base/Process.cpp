@@ -18,6 +18,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "core/base/FileDescriptor.h"
@@ -103,17 +104,14 @@ std::expected<Running, int> start(const std::string& program, const std::vector<
     const std::vector<char*> wordPointers = pointersTo(words);
     const std::vector<char*> variablePointers = pointersTo(variables);
 
-    // Not every system makes a pipe that is closed on exec from the start. Between the two steps no other thread may
+    // Not every system makes a pipe that is closed on exec from the start. Meanwhile no other thread may come here and
     // start a program, or that one would hold the writing end and our reading would not end before it does.
     static std::mutex starting;
     const std::lock_guard lock(starting);
-    std::array<int, 2> ends{};
-    if (::pipe(ends.data()) != 0) return std::unexpected(errno);
-    Running running{-1, FileDescriptor(ends[0])};
-    const FileDescriptor writingEnd(ends[1]);
-    for (const int end : ends)
-        ::fcntl(end, F_SETFD, FD_CLOEXEC);
-    const SpawnActions actions(writingEnd.get());
+    auto pipe = openPipe();
+    if (!pipe) return std::unexpected(pipe.error());
+    Running running{-1, std::move(pipe->reading)};
+    const SpawnActions actions(pipe->writing.get());
     const int error = ::posix_spawn(&running.process, program.c_str(), actions.files(), actions.attributes(),
                                     wordPointers.data(), variablePointers.data());
     if (error != 0) return std::unexpected(error);

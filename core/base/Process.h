@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <expected>
 #include <string>
 #include <vector>
+
+#include "core/base/FileDescriptor.h"
 
 namespace varnel {
 
@@ -24,5 +27,13 @@ ProgramResult runProgram(const std::string& program, const std::vector<std::stri
 
 /// Port: the platform's words for a program that could not be started, `error` being the errno value.
 std::string launchFailure(const std::string& program, int error);
+
+struct Pipe {
+    FileDescriptor reading;
+    FileDescriptor writing;
+};
+
+/// Port: a pipe that programs do not inherit, from the start where the system can do that; else the errno value.
+std::expected<Pipe, int> openPipe();
 
 }  // namespace varnel
