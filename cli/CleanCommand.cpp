@@ -85,11 +85,11 @@ public:
     /// Ejects every volume that is through, once.
     ExitStatus ejectAll() const {
         auto status = ExitStatus::done;
-        for (const std::string& mountPoint : toEject_) {
+        for (const VolumeEjection::Mounted& mounted : toEject_) {
             if (arguments_.dryRun) {
-                Output::message("would eject " + Output::shownInMessage(mountPoint));
+                Output::message("would eject " + Output::shownInMessage(mounted.mountPoint));
             } else {
-                status = graver(status, VolumeEjection::eject(mountPoint, arguments_.selection.json));
+                status = graver(status, VolumeEjection::eject(mounted, arguments_.selection.json));
             }
         }
         return status;
@@ -119,10 +119,11 @@ private:
         if (known) {
             if (const auto refusal = whyNotWanted(path, type)) return refuse(path, *refusal);
         }
-        std::string mountPoint;
+        std::optional<VolumeEjection::Mounted> mounted;
         if (arguments_.eject && known) {
-            mountPoint = VolumeEjection::mountPointOf(path).value_or("");
+            const std::string mountPoint = VolumeEjection::mountPointOf(path).value_or("");
             if (const auto refusal = VolumeEjection::whyRefused(mountPoint)) return refuse(path, *refusal);
+            if (!mountPoint.empty()) mounted = VolumeEjection::Mounted::at(mountPoint);
         }
         Plan plan = scan(path);
         if (plan.volume.fsType != type) {
@@ -137,20 +138,20 @@ private:
         show(plan, kept);
         if (plan.isEmpty()) {
             if (arguments_.selection.json) Output::result(json(path, arguments_.dryRun, {}, plan.errors));
-            ejectLater(mountPoint);
+            ejectLater(mounted);
             return status;
         }
         if (asks() && !Terminal::ask("Clean? [y/N] ")) {
             if (arguments_.selection.json) Output::result(json(path, arguments_.dryRun, {}, plan.errors));
             return graver(status, ExitStatus::failed);
         }
-        ejectLater(mountPoint);
+        ejectLater(mounted);
         return graver(status, remove(plan, volume));
     }
 
-    void ejectLater(const std::string& mountPoint) {
-        if (mountPoint.empty() || std::find(toEject_.begin(), toEject_.end(), mountPoint) != toEject_.end()) return;
-        toEject_.push_back(mountPoint);
+    void ejectLater(const std::optional<VolumeEjection::Mounted>& mounted) {
+        if (!mounted || std::find(toEject_.begin(), toEject_.end(), *mounted) != toEject_.end()) return;
+        toEject_.push_back(*mounted);
     }
 
     ExitStatus refuse(const std::string& path, const std::string& reason) const {
@@ -255,7 +256,7 @@ private:
     const CleanArguments& arguments_;
     std::shared_ptr<Log> log_;
     bool canAsk_;
-    std::vector<std::string> toEject_;  // mount points
+    std::vector<VolumeEjection::Mounted> toEject_;
 };
 
 }  // namespace

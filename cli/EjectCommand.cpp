@@ -30,7 +30,7 @@ ExitStatus runEject(const EjectArguments& arguments) {
         Output::message(Output::shownInMessage(*path) + ' ' + *refusal);
         return ExitStatus::refused;
     }
-    return VolumeEjection::eject(*mountPoint, /*json=*/false);
+    return VolumeEjection::eject(VolumeEjection::Mounted::at(*mountPoint), /*json=*/false);
 }
 
 }  // namespace varnel::cli

@@ -16,15 +16,18 @@
 #include "core/plan/PlanCoding.h"
 #include "core/scan/FSInfo.h"
 #include "core/scan/PathGuard.h"
+#include "core/scan/VolumeIdentity.h"
 
 namespace varnel::cli::VolumeEjection {
 namespace {
 
 /// Ejects the volume; gives what went wrong, or an empty text.
-std::string whyNotEjected(const std::string& mountPoint) {
-    // Were it unmounted by somebody else, its place would lead to the volume around it.
-    if (!FSInfo::isMountPoint(mountPoint)) return "it is not mounted any more";
-    const auto ejected = Disk::eject(mountPoint, /*force=*/false);
+std::string whyNotEjected(const Mounted& mounted) {
+    // Were it unmounted by somebody else, its place would lead to the volume around it, or to the next one there.
+    const auto now = VolumeIdentity::of(mounted.mountPoint);
+    if (!FSInfo::isMountPoint(mounted.mountPoint) || !now || *now != mounted.volume)
+        return "it is not mounted any more";
+    const auto ejected = Disk::eject(mounted.mountPoint, /*force=*/false);
     return ejected ? "" : ejected.error().message;
 }
 
@@ -54,8 +57,13 @@ void leaveCurrentFolder(std::vector<std::string>& words) {
     std::filesystem::current_path("/", error);
 }
 
-ExitStatus eject(const std::string& mountPoint, bool json) {
-    const std::string error = whyNotEjected(mountPoint);
+Mounted Mounted::at(const std::string& mountPoint) {
+    return {mountPoint, VolumeIdentity::of(mountPoint).value_or(VolumeIdentity())};
+}
+
+ExitStatus eject(const Mounted& mounted, bool json) {
+    const std::string& mountPoint = mounted.mountPoint;
+    const std::string error = whyNotEjected(mounted);
     const bool ejected = error.empty();
     if (json) {
         Output::result("{\"volume\":" + PlanCoding::encodeText(mountPoint) +

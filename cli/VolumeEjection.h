@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/ExitStatus.h"
+#include "core/scan/VolumeIdentity.h"
 
 namespace varnel::cli::VolumeEjection {
 
@@ -21,7 +22,19 @@ std::optional<std::string> whyRefused(const std::string& mountPoint);
 /// Called before Interruption::begin(), for neither process may stay there.
 void leaveCurrentFolder(std::vector<std::string>& words);
 
-/// Ejects the volume at a mount point and says what came of it: as one JSON object where that is wanted.
-ExitStatus eject(const std::string& mountPoint, bool json);
+/// A volume, and where it is mounted.
+struct Mounted {
+    std::string mountPoint;
+    VolumeIdentity volume;
+
+    /// The volume that is mounted there now.
+    static Mounted at(const std::string& mountPoint);
+
+    bool operator==(const Mounted&) const = default;
+};
+
+/// Ejects the volume, and never another one that took its place, and says what came of it: as one JSON object where
+/// that is wanted.
+ExitStatus eject(const Mounted& mounted, bool json);
 
 }  // namespace varnel::cli::VolumeEjection

@@ -676,6 +676,25 @@ TEST(CleanAndEject, EjectsNothingThatWasNotCleaned) {
     });
 }
 
+TEST(CleanAndEject, EjectsNoOtherVolumeThatTookThePlace) {
+    onRealDevice([](const Bench& bench) {
+        litter();
+        RealUDisks::add(bench.second);
+        const auto swapped = [&](const std::string& shown) {
+            if (shown.find("Clean? [y/N] ") == std::string::npos) return false;
+            tests::shell("umount /media/card && mount " + bench.second.path() + " /media/card");
+            return true;
+        };
+        const Finished done =
+            Program(bench.folder.folder("home")).runOnTerminal({"clean", "--eject", card}, {{swapped, "y\n"}});
+        EXPECT_EQ(done.status, 1);
+        EXPECT_NE(done.out.find("varnel: /media/card: eject failed: it is not mounted any more"), std::string::npos)
+            << done.out;
+        EXPECT_TRUE(isMounted(card));
+        EXPECT_TRUE(bench.second.isAttached());
+    });
+}
+
 TEST(CleanAndEject, RefusesBeforeItCleansWhatIsNeverEjected) {
     const TemporaryFolder folder;
     folder.file("v/._x");
