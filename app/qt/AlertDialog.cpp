@@ -16,7 +16,7 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QStyle>
-#include <QTextOption>
+#include <QVBoxLayout>
 #include <algorithm>
 
 #include "app/qt/QtText.h"
@@ -54,42 +54,47 @@ AlertDialog::AlertDialog(const Alert& alert, QWidget* parent) : QDialog(parent) 
                                                              : QGuiApplication::windowIcon();
     icon->setPixmap(image.pixmap(QSize(iconSize, iconSize), devicePixelRatioF()));
     icon->setAccessibleName(alert.style == Alert::Style::warning ? QStringLiteral("Warning") : windowTitle());
-    grid->addWidget(icon, 0, 0, 2, 1, Qt::AlignTop);
+    grid->addWidget(icon, 0, 0, Qt::AlignTop);
 
-    const int textWidth = fontMetrics().averageCharWidth() * textWidthInCharacters;
-    auto* const heading = new WrappingLabel(message, this);
-    QFont bold = heading->font();
-    bold.setBold(true);
-    heading->setFont(bold);
-    heading->setMinimumSize(textWidth, heading->heightForWidth(textWidth));
-    grid->addWidget(heading, 0, 1);
-    grid->addWidget(textArea(informativeText, textWidth), 1, 1);
+    grid->addWidget(texts(message, informativeText), 0, 1);
 
     if (alert.report) {
         const QString report = QtText::shown(*alert.report);
         allText_ += QLatin1String("\n\n") + report;
-        grid->addWidget(reportView(report), 2, 0, 1, 2);
-        grid->setRowStretch(2, 1);
+        grid->addWidget(reportView(report), 1, 0, 1, 2);
+        grid->setRowStretch(1, 1);
     }
-    grid->addWidget(buttonRow(alert), 3, 0, 1, 2);
+    grid->addWidget(buttonRow(alert), 2, 0, 1, 2);
     grid->setColumnStretch(1, 1);
     grid->setHorizontalSpacing(2 * style()->pixelMetric(QStyle::PM_LayoutHorizontalSpacing, nullptr, this));
 }
 
-QWidget* AlertDialog::textArea(const QString& text, int width) {
-    auto* const label = new WrappingLabel(text);
-    label->setParent(this);
-    const int height = label->heightForWidth(width);
-    const int most = screen()->availableGeometry().height() / screenPartForText;
-    label->setMinimumSize(width, height);
-    if (height <= most) return label;
+QWidget* AlertDialog::texts(const QString& message, const QString& informativeText) {
+    auto* const column = new QWidget(this);
+    auto* const layout = new QVBoxLayout(column);
+    layout->setContentsMargins({});
+    const int width = fontMetrics().averageCharWidth() * textWidthInCharacters;
+    const auto add = [&](const QString& text, QFont::Weight weight) {
+        auto* const label = new WrappingLabel(text, column);
+        QFont font = label->font();
+        font.setWeight(weight);
+        label->setFont(font);
+        label->setMinimumSize(width, label->heightForWidth(width));
+        layout->addWidget(label);
+    };
+    add(message, QFont::Bold);
+    add(informativeText, QFont::Normal);
+    layout->addStretch();
 
+    const int height = layout->minimumSize().height();
+    const int most = screen()->availableGeometry().height() / screenPartForText;
+    if (height <= most) return column;
     auto* const area = new QScrollArea(this);
     area->setFrameShape(QFrame::NoFrame);
     area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    area->setWidget(label);
+    area->setWidget(column);
     area->setWidgetResizable(true);
-    area->setMinimumSize(width + style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, area), most);
+    area->setMinimumSize(width + 2 * style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, area), most);
     return area;
 }
 

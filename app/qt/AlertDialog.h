@@ -28,7 +28,7 @@ protected:
     void keyPressEvent(QKeyEvent* event) final;
 
 private:
-    QWidget* textArea(const QString& text, int width);
+    QWidget* texts(const QString& message, const QString& informativeText);
     QWidget* reportView(const QString& report);
     QWidget* buttonRow(const Alert& alert);
 

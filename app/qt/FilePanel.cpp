@@ -34,9 +34,19 @@ FilePanel::FilePanel(const OpenPanel& panel, QWidget* parent)
     setOption(QFileDialog::ShowDirsOnly, !canChooseFiles_);
     setFilter(QDir::AllEntries | QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
     setSidebarUrls(places());
+    setDirectory(QDir::homePath());
+    setLabelText(QFileDialog::FileName, QStringLiteral("Name:"));
     setWindowTitle(QtText::shown(panel.message));
     setAccessibleName(windowTitle());
     setLabelText(QFileDialog::Accept, QtText::shown(panel.prompt));
+    // There is one type only, and the list of them would say "Directories" where files can be chosen, too.
+    for (const char* const part : {"fileTypeLabel", "fileTypeCombo"}) {
+        if (auto* const widget = findChild<QWidget*>(QLatin1String(part))) widget->hide();
+    }
+    if (auto* const sidebar = findChild<QWidget*>(QStringLiteral("sidebar"))) {
+        constexpr int characters = 16;
+        sidebar->setMinimumWidth(fontMetrics().averageCharWidth() * characters);
+    }
 }
 
 bool FilePanel::mayBeChosen(const QString& path) const {

@@ -17,8 +17,9 @@ bool isPlainInURL(char one) {
            std::string_view("/-._~").find(one) != std::string_view::npos;
 }
 
-/// Whether a word is a URL and not a path: "scheme://".
+/// Whether a word is a URL and not a path: "scheme://", or "file:".
 bool isURL(std::string_view word) {
+    if (word.starts_with("file:")) return true;
     const std::size_t end = word.find("://");
     return end != std::string_view::npos && end > 0 &&
            std::all_of(word.begin(), word.begin() + static_cast<std::ptrdiff_t>(end), [](char one) {

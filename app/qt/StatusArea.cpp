@@ -14,8 +14,12 @@
 namespace varnel {
 namespace {
 
-/// A bar may be started after us.
-constexpr std::chrono::seconds patience{5};
+/// For a bar that is being started, or started again, before an older kind of tray is tried: Qt asks the bus for bars
+/// when it makes an icon for one, and would wait for an answer of a bar that is not ready yet.
+constexpr std::chrono::seconds patience{2};
+
+/// For the tray, too.
+constexpr std::chrono::seconds longPatience{5};
 
 }  // namespace
 
@@ -32,14 +36,16 @@ StatusArea::StatusArea(const StatusItem& item, MenuExport::Source source, OnChoi
     menu_.setAccessibleName(QtText::shown(item_.accessibilityDescription));
     notifier_.onTaken = [this](bool isTaken) { takenByBar(isTaken); };
     notifier_.onActivated = [this] { popUp(); };
-    if (!notifier_.offerOn(QDBusConnection::sessionBus())) updateTray();
-    QApplication::instance()->installEventFilter(this);
-
-    patience_.setSingleShot(true);
-    connect(&patience_, &QTimer::timeout, this, [this] {
+    untilTray_.setSingleShot(true);
+    untilTray_.setInterval(patience);
+    connect(&untilTray_, &QTimer::timeout, this, [this] { showTray(); });
+    untilHomeless_.setSingleShot(true);
+    connect(&untilHomeless_, &QTimer::timeout, this, [this] {
         if (!isVisible() && onHomeless) onHomeless();
     });
-    patience_.start(patience);
+    untilHomeless_.start(longPatience);
+    if (!notifier_.offerOn(QDBusConnection::sessionBus())) showTray();
+    QApplication::instance()->installEventFilter(this);
 }
 
 bool StatusArea::isVisible() const {
@@ -48,15 +54,17 @@ bool StatusArea::isVisible() const {
 
 void StatusArea::takenByBar(bool isTaken) {
     isInBar_ = isTaken;
-    updateTray();
+    if (isTaken) {
+        untilTray_.stop();
+        tray_.reset();
+    } else {
+        untilTray_.start();
+    }
 }
 
-void StatusArea::updateTray() {
+void StatusArea::showTray() {
     // Only X11 has such trays; elsewhere Qt would offer a second item to the bars.
-    if (isInBar_ || QGuiApplication::platformName() != QLatin1String("xcb")) {
-        tray_.reset();
-        return;
-    }
+    if (isInBar_ || QGuiApplication::platformName() != QLatin1String("xcb")) return;
     if (!tray_) {
         tray_ = std::make_unique<QSystemTrayIcon>();
         tray_->setToolTip(QtText::shown(item_.toolTip));
@@ -81,7 +89,7 @@ void StatusArea::refresh() {
 bool StatusArea::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::ApplicationPaletteChange && watched == QApplication::instance()) {
         notifier_.imageChanged();
-        if (tray_) updateTray();
+        if (tray_) showTray();
     }
     return QObject::eventFilter(watched, event);
 }

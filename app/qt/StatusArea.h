@@ -40,7 +40,7 @@ protected:
 
 private:
     void takenByBar(bool isTaken);
-    void updateTray();
+    void showTray();
 
     const StatusItem item_;
     const MenuExport::Source source_;
@@ -49,7 +49,8 @@ private:
     bool isInBar_ = false;
     std::unique_ptr<QSystemTrayIcon> tray_;
     QMenu menu_;
-    QTimer patience_;
+    QTimer untilTray_;
+    QTimer untilHomeless_;
 };
 
 }  // namespace varnel

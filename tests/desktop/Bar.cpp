@@ -40,6 +40,17 @@ DrawnEntry readEntry(const QDBusArgument& from) {
     return entry;
 }
 
+/// Reads "(iiay)"; gives the width of a square image that has all its bytes, else 0.
+int readImage(const QDBusArgument& from) {
+    int width = 0;
+    int height = 0;
+    QByteArray bytes;
+    from.beginStructure();
+    from >> width >> height >> bytes;
+    from.endStructure();
+    return width == height && bytes.size() == qsizetype{4} * width * height ? width : 0;
+}
+
 }  // namespace
 
 std::string DrawnEntry::text(int depth) const {
@@ -54,7 +65,7 @@ std::string DrawnEntry::text(int depth) const {
     return all;
 }
 
-Bar::Bar() : bus_(QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("bar"))) {
+Bar::Bar() : bus_(DesktopSession::connect(QStringLiteral("bar"))) {
     bus_.registerObject(
         QStringLiteral("/StatusNotifierWatcher"), this,
         QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties | QDBusConnection::ExportAllSignals);
@@ -98,6 +109,30 @@ QVariant Bar::property(const QString& name) {
     const QDBusMessage answer = bus_.call(call);
     if (answer.type() == QDBusMessage::ErrorMessage) throw std::runtime_error(answer.errorMessage().toStdString());
     return answer.arguments().at(0).value<QDBusVariant>().variant();
+}
+
+std::string Bar::toolTip() {
+    QString icon;
+    QString title;
+    const auto from = property(QStringLiteral("ToolTip")).value<QDBusArgument>();
+    from.beginStructure();
+    from >> icon;
+    from.beginArray();
+    while (!from.atEnd())
+        readImage(from);
+    from.endArray();
+    from >> title;
+    return title.toStdString();
+}
+
+QList<int> Bar::imageSizes() {
+    QList<int> sizes;
+    const auto from = property(QStringLiteral("IconPixmap")).value<QDBusArgument>();
+    from.beginArray();
+    while (!from.atEnd())
+        sizes.append(readImage(from));
+    from.endArray();
+    return sizes;
 }
 
 QDBusMessage Bar::callItem(const QString& method, const QVariantList& arguments) {

@@ -48,6 +48,8 @@ public:
     bool hasItem();
 
     QVariant property(const QString& name);
+    std::string toolTip();
+    QList<int> imageSizes();
 
     /// Opens the menu as a bar does when the icon is clicked.
     DrawnEntry open();

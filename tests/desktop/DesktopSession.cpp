@@ -128,8 +128,12 @@ DesktopSession::DesktopSession(const Options& options) {
     setVariable("DISPLAY", ":" + display.substr(0, display.size() - 1));
 
     if (options.hasBus) {
-        companions_.push_back(start("bus", {"dbus-daemon", "--session", "--nofork", "--address=" + busAddress()}));
-        if (!comesTrue([this] { return exists(folder_.at("run/bus")); })) throw std::runtime_error("no session bus");
+        companions_.push_back(
+            start("bus", {"dbus-daemon", "--session", "--nofork", "--print-address", "--address=" + busAddress()}));
+        // Printed when it listens.
+        if (!comesTrue([this] { return companions_.back()->said().find("unix:") != std::string::npos; })) {
+            throw std::runtime_error("no session bus");
+        }
         setVariable("DBUS_SESSION_BUS_ADDRESS", busAddress());
         companions_.push_back(start("accessibility", {accessibilityLauncher, "--launch-immediately"}));
     } else {
@@ -146,6 +150,11 @@ DesktopSession::~DesktopSession() {
 
 std::string DesktopSession::busAddress() const {
     return "unix:path=" + folder_.at("run/bus");
+}
+
+QDBusConnection DesktopSession::connect(const QString& name) {
+    // By its address: for "the session bus" a process remembers the first one.
+    return QDBusConnection::connectToBus(qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS"), name);
 }
 
 std::unique_ptr<Companion> DesktopSession::start(const std::string& name, const std::vector<std::string>& words,

@@ -3,6 +3,8 @@
 
 #include <sys/types.h>
 
+#include <QDBusConnection>
+#include <QString>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -59,6 +61,9 @@ public:
     const TemporaryFolder& folder() const { return folder_; }
     std::string home() const { return folder_.at("home"); }
     std::string busAddress() const;
+
+    /// A connection of the test's own to the bus of the latest session, known by `name`.
+    static QDBusConnection connect(const QString& name);
 
     /// Starts a program in the session; `name` is for its output.
     std::unique_ptr<Companion> start(const std::string& name, const std::vector<std::string>& words,

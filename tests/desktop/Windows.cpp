@@ -7,6 +7,8 @@
 #include <QDBusVariant>
 #include <QVariant>
 #include <QVariantList>
+#include <algorithm>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "tests/desktop/DesktopSession.h"
@@ -59,6 +61,11 @@ const Part* Dialog::part(const std::string& role, const std::string& partName) c
     return nullptr;
 }
 
+const Part* Dialog::button(const std::string& title) const {
+    const Part* const found = part("push button", title);
+    return found != nullptr ? found : part("button", title);
+}
+
 const Part* Dialog::part(const std::string& role) const {
     for (const Part& one : parts) {
         if (one.role == role) return &one;
@@ -67,7 +74,7 @@ const Part* Dialog::part(const std::string& role) const {
 }
 
 Windows::Windows() {
-    QDBusConnection session = QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("windows"));
+    QDBusConnection session = DesktopSession::connect(QStringLiteral("windows"));
     QString address;
     happens([&] {
         address = first(call(session, QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
@@ -156,26 +163,41 @@ void Windows::collect(const Reference& one, std::vector<Part>& into, int depth) 
     }
 }
 
-std::vector<Dialog> Windows::dialogs() {
-    std::vector<Dialog> found;
-    for (const Reference& program :
-         childrenOf({QStringLiteral("org.a11y.atspi.Registry"), QStringLiteral("/org/a11y/atspi/accessible/root")})) {
-        for (const Reference& window : childrenOf(program)) {
-            const Part top = read(window);
-            if (top.role != "dialog") continue;
-            Dialog dialog = {top.name, top.description, top.place, {}};
-            collect(window, dialog.parts, 0);
-            found.push_back(dialog);
-        }
+std::vector<Windows::Reference> Windows::windows() {
+    const Reference root = {QStringLiteral("org.a11y.atspi.Registry"),
+                            QStringLiteral("/org/a11y/atspi/accessible/root")};
+    std::vector<Reference> found;
+    for (const Reference& program : childrenOf(root)) {
+        for (const Reference& window : childrenOf(program))
+            found.push_back(window);
     }
     return found;
+}
+
+std::vector<Dialog> Windows::dialogs() {
+    std::vector<Dialog> found;
+    for (const Reference& window : windows()) {
+        const Part top = read(window);
+        if (top.role != "dialog") continue;
+        Dialog dialog = {top.name, top.description, top.place, {}};
+        collect(window, dialog.parts, 0);
+        found.push_back(dialog);
+    }
+    return found;
+}
+
+bool Windows::hasMenu() {
+    // Screen readers are told of menus only while they move about in them.
+    return std::system("xdotool search --onlyvisible --class varnel-desktop 2>/dev/null | grep -q .") == 0;
 }
 
 std::optional<Dialog> Windows::dialog(const std::string& name) {
     std::optional<Dialog> found;
     happens([&] {
         for (const Dialog& one : dialogs()) {
-            if (one.name == name && !one.buttons().empty()) found = one;
+            const bool hasFocus =
+                std::any_of(one.parts.begin(), one.parts.end(), [](const Part& part) { return part.hasFocus; });
+            if (one.name == name && hasFocus) found = one;
         }
         return found.has_value();
     });

@@ -34,6 +34,7 @@ struct Dialog {
     /// The texts on it, from top to bottom.
     std::vector<std::string> labels() const;
     const Part* part(const std::string& role, const std::string& partName) const;
+    const Part* button(const std::string& title) const;
     /// The first part of a role.
     const Part* part(const std::string& role) const;
 };
@@ -49,8 +50,11 @@ public:
     /// The dialogs that are open now, the latest last.
     std::vector<Dialog> dialogs();
 
-    /// Waits until a dialog of that name is open.
+    /// Waits until a dialog of that name is open and takes what is typed.
     std::optional<Dialog> dialog(const std::string& name);
+
+    /// Whether the menu of the program is open on the screen; not to be asked while a dialog is.
+    bool hasMenu();
 
     /// Waits until no dialog is open.
     bool areClosed();
@@ -61,6 +65,7 @@ private:
         QString path;
     };
 
+    std::vector<Reference> windows();
     std::vector<Reference> childrenOf(const Reference& one);
     Part read(const Reference& one);
     void collect(const Reference& one, std::vector<Part>& into, int depth);
