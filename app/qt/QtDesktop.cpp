@@ -32,6 +32,11 @@ constexpr std::array<std::pair<std::string_view, MenuAction>, 4> namedActions = 
     {"quit", MenuAction::quit},
 }};
 
+void bringToFront(QDialog& dialog) {
+    dialog.raise();
+    if (!dialog.isActiveWindow()) dialog.activateWindow();
+}
+
 constexpr const char* loginAdvice = "Varnel must be able to write to the folder of programs that are started at login.";
 
 }  // namespace
@@ -89,8 +94,7 @@ void QtDesktop::perform(MenuAction action, const std::optional<std::string>& rep
     if (!delegate || isEnding_) return;
     if (!open_.empty() && action != MenuAction::quit) {
         // A question is open, and waits for its answer before anything else is done.
-        open_.back()->raise();
-        open_.back()->activateWindow();
+        bringToFront(*open_.back());
         return;
     }
     delegate->perform(action, representedObject);
@@ -100,9 +104,9 @@ void QtDesktop::perform(MenuAction action, const std::optional<std::string>& rep
 int QtDesktop::run(QDialog& dialog) {
     if (isEnding_) return QDialog::Rejected;
     open_.push_back(&dialog);
+    dialog.setModal(true);
     dialog.show();
-    dialog.raise();
-    dialog.activateWindow();
+    bringToFront(dialog);
     const int result = dialog.exec();
     open_.pop_back();
     return isEnding_ ? QDialog::Rejected : result;

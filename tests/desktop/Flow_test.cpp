@@ -393,7 +393,6 @@ TEST(DesktopClean, FinishesOneQuestionBeforeTheNext) {
         ASSERT_TRUE(rig.bar->click({"Sweep All Volumes…"}));
         const auto question = rig.windows->dialog("Sweep all non-Mac volumes?");
         ASSERT_TRUE(question);
-        EXPECT_EQ(question->buttons(), (std::vector<std::string>{"Sweep", "Cancel"}));
         ASSERT_TRUE(rig.bar->click({stick.title(), "Scan…"}));
         ASSERT_TRUE(rig.bar->click({"Watcher: Off"}));
         EXPECT_FALSE(happens([&] { return rig.windows->dialogs().size() > 1; }, std::chrono::milliseconds(500)));
@@ -402,13 +401,30 @@ TEST(DesktopClean, FinishesOneQuestionBeforeTheNext) {
         EXPECT_TRUE(rig.windows->areClosed());
         EXPECT_EQ(rig.log().find("SWEEP"), std::string::npos);
         EXPECT_EQ(rig.log().find("watcher on"), std::string::npos);
+    });
+}
 
+TEST(DesktopCommands, SweepsAllVolumes) {
+    onDesktop([] {
+        const Stick stick("STICK");
+        stick.putLitter();
+        DesktopRig rig;
+        ASSERT_TRUE(rig.logs("WATCH started"));
         ASSERT_TRUE(rig.bar->click({"Sweep All Volumes…"}));
-        ASSERT_TRUE(rig.windows->dialog("Sweep all non-Mac volumes?"));
+        const auto question = rig.windows->dialog("Sweep all non-Mac volumes?");
+        ASSERT_TRUE(question);
+        EXPECT_EQ(
+            question->description,
+            "Scans every mounted non-Mac volume with the live rule set. This can take a while on network shares.");
+        EXPECT_EQ(question->buttons(), (std::vector<std::string>{"Sweep", "Cancel"}));
+        DesktopSession::keepPicture("sweep");
+        EXPECT_TRUE(stick.hasLitter());
         DesktopSession::press("Return");
-        EXPECT_TRUE(rig.logs("SWEEP "));
-        EXPECT_TRUE(happens([&] { return !stick.hasLitter(); }));
+        EXPECT_TRUE(rig.logs("SWEEP /media/STICK removed 2 items, 12 bytes"));
+        EXPECT_FALSE(stick.hasLitter());
         EXPECT_TRUE(stick.isWhole());
+        EXPECT_EQ(rig.bar->open().entries.at(1).label, "Watcher removed 2 items this session");
+        EXPECT_TRUE(rig.windows->areClosed());
     });
 }
 
