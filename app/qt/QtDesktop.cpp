@@ -7,8 +7,10 @@
 #include <QFile>
 #include <QMetaObject>
 #include <QThread>
+#include <QTimer>
 #include <QUrl>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <string_view>
 #include <system_error>
@@ -19,6 +21,7 @@
 #include "app/Pasteboard.h"
 #include "app/qt/AlertDialog.h"
 #include "app/qt/FilePanel.h"
+#include "app/qt/FrontWindow.h"
 #include "app/qt/QtText.h"
 
 namespace varnel {
@@ -32,10 +35,9 @@ constexpr std::array<std::pair<std::string_view, MenuAction>, 4> namedActions = 
     {"quit", MenuAction::quit},
 }};
 
-void bringToFront(QDialog& dialog) {
-    dialog.raise();
-    if (!dialog.isActiveWindow()) dialog.activateWindow();
-}
+// A window manager that has not yet seen the window, or is busy with another, forgets the request.
+constexpr int attempts = 10;
+constexpr std::chrono::milliseconds betweenAttempts{150};
 
 constexpr const char* loginAdvice = "Varnel must be able to write to the folder of programs that are started at login.";
 
@@ -94,7 +96,7 @@ void QtDesktop::perform(MenuAction action, const std::optional<std::string>& rep
     if (!delegate || isEnding_) return;
     if (!open_.empty() && action != MenuAction::quit) {
         // A question is open, and waits for its answer before anything else is done.
-        bringToFront(*open_.back());
+        FrontWindow::bring(*open_.back());
         return;
     }
     delegate->perform(action, representedObject);
@@ -106,7 +108,13 @@ int QtDesktop::run(QDialog& dialog) {
     open_.push_back(&dialog);
     dialog.setModal(true);
     dialog.show();
-    bringToFront(dialog);
+    FrontWindow::bring(dialog);
+    QTimer insisting;
+    QObject::connect(&insisting, &QTimer::timeout, &dialog, [&insisting, &dialog, tries = attempts]() mutable {
+        if (dialog.isActiveWindow() || --tries == 0) return insisting.stop();
+        FrontWindow::bring(dialog);
+    });
+    insisting.start(betweenAttempts);
     const int result = dialog.exec();
     open_.pop_back();
     return isEnding_ ? QDialog::Rejected : result;

@@ -92,7 +92,8 @@ std::string Companion::said() const {
 }
 
 std::string DesktopSession::missing() {
-    for (const char* const program : {"Xvfb", "dbus-daemon", "openbox", "xdotool", "import", accessibilityLauncher}) {
+    for (const char* const program :
+         {"Xvfb", "dbus-daemon", "openbox", "xdotool", "xprop", "import", accessibilityLauncher}) {
         if (!hasProgram(program)) return program;
     }
     return {};
@@ -141,6 +142,9 @@ DesktopSession::DesktopSession(const Options& options) {
         setVariable("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + folder_.at("run/nothing"));
     }
     companions_.push_back(start("windows", {"openbox", "--sm-disable"}));
+    if (!comesTrue([] { return std::system("xprop -root _NET_SUPPORTING_WM_CHECK | grep -q window") == 0; })) {
+        throw std::runtime_error("no window manager");
+    }
 }
 
 DesktopSession::~DesktopSession() {
