@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -204,10 +205,37 @@ TEST(DesktopItem, TellsWhereNobodyShowsIt) {
         EXPECT_TRUE(rig.windows->areClosed());
 
         EXPECT_EQ(rig.launch({})->ended(), 0);
-        EXPECT_TRUE(happens([&] { return rig.windows->hasMenu(); }));
+        EXPECT_TRUE(happens([] { return Windows::hasMenu(); }));
         DesktopSession::keepPicture("menu-without-a-bar");
         DesktopSession::press("Up Return");  // the last entry
         EXPECT_EQ(rig.program->ended(), 0);
+    });
+}
+
+TEST(DesktopItem, StandsInTheTrayOfAnOlderDesktop) {
+    if (!hasProgram("trayer")) GTEST_SKIP() << "this machine has no trayer";
+    onDesktop([] {
+        DesktopRig::Options options;
+        options.hasBar = false;
+        DesktopRig rig(options);
+        const auto tray = rig.session.start("tray", {"trayer", "--edge", "top", "--align", "left", "--widthtype",
+                                                     "request", "--height", "32", "--SetDockType", "true"});
+        const std::string icon = "xwininfo -root -tree | grep -q '\"varnel-desktop\".* 32x32+'";
+        ASSERT_TRUE(happens([&] { return std::system(icon.c_str()) == 0; }));
+        for (const int button : {1, 3}) {
+            DesktopSession::click(16, 16, button);
+            EXPECT_TRUE(happens([] { return Windows::hasMenu(); })) << "mouse button " << button;
+            DesktopSession::keepPicture("tray");
+            DesktopSession::press("Escape");
+            EXPECT_TRUE(happens([] { return !Windows::hasMenu(); })) << "mouse button " << button;
+        }
+        // It has a place, so nobody is told that there is none.
+        EXPECT_FALSE(happens([&] { return !rig.program->said().empty(); }, std::chrono::seconds(4)))
+            << rig.program->said();
+        // A current bar takes it from there.
+        rig.bar = std::make_unique<Bar>();
+        ASSERT_TRUE(rig.bar->hasItem());
+        EXPECT_TRUE(happens([&] { return std::system(icon.c_str()) != 0; }));
     });
 }
 
@@ -628,14 +656,14 @@ TEST(DesktopService, OpensTheMenuForASecondLaunch) {
         DesktopRig rig;
         shell("xdotool mousemove 300 200");
         EXPECT_EQ(rig.launch({})->ended(), 0);
-        EXPECT_TRUE(happens([&] { return rig.windows->hasMenu(); }));
+        EXPECT_TRUE(happens([] { return Windows::hasMenu(); }));
         DesktopSession::press("Down Right");
         DesktopSession::keepPicture("menu");
         DesktopSession::press("Escape Escape");
-        EXPECT_TRUE(happens([&] { return !rig.windows->hasMenu(); }));
+        EXPECT_TRUE(happens([] { return !Windows::hasMenu(); }));
         // What the session starts once more stays quiet.
         EXPECT_EQ(rig.launch({"--background"})->ended(), 0);
-        EXPECT_FALSE(happens([&] { return rig.windows->hasMenu(); }, std::chrono::milliseconds(500)));
+        EXPECT_FALSE(happens([] { return Windows::hasMenu(); }, std::chrono::milliseconds(500)));
     });
 }
 

@@ -187,8 +187,12 @@ std::vector<Dialog> Windows::dialogs() {
 }
 
 bool Windows::hasMenu() {
-    // Screen readers are told of menus only while they move about in them.
-    return std::system("xdotool search --onlyvisible --class varnel-desktop 2>/dev/null | grep -q .") == 0;
+    // Screen readers are told of menus only while they move about in them. The other windows of the program that can
+    // be seen are icons.
+    return std::system(
+               "for w in $(xdotool search --onlyvisible --class varnel-desktop 2>/dev/null); do"
+               "  xdotool getwindowgeometry --shell $w | grep -q 'HEIGHT=[0-9][0-9][0-9]' && exit 0; done; exit 1") ==
+           0;
 }
 
 std::optional<Dialog> Windows::dialog(const std::string& name) {

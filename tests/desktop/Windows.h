@@ -54,7 +54,7 @@ public:
     std::optional<Dialog> dialog(const std::string& name);
 
     /// Whether the menu of the program is open on the screen; not to be asked while a dialog is.
-    bool hasMenu();
+    static bool hasMenu();
 
     /// Waits until no dialog is open.
     bool areClosed();
