@@ -220,10 +220,10 @@ TEST(DesktopItem, StandsInTheTrayOfAnOlderDesktop) {
         DesktopRig rig(options);
         const auto tray = rig.session.start("tray", {"trayer", "--edge", "top", "--align", "left", "--widthtype",
                                                      "request", "--height", "32", "--SetDockType", "true"});
-        const std::string icon = "xwininfo -root -tree | grep -q '\"varnel-desktop\".* 32x32+'";
+        const std::string icon = "xwininfo -root -tree | grep -q '\"varnel-desktop\").* [0-9][0-9]x[0-9][0-9]+'";
         ASSERT_TRUE(happens([&] { return std::system(icon.c_str()) == 0; }));
         for (const int button : {1, 3}) {
-            DesktopSession::click(16, 16, button);
+            DesktopSession::click(12, 16, button);
             EXPECT_TRUE(happens([] { return Windows::hasMenu(); })) << "mouse button " << button;
             DesktopSession::keepPicture("tray");
             DesktopSession::press("Escape");
