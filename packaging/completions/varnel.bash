@@ -31,7 +31,7 @@ _varnel() {
   # A flag takes no value.
   "$split" && return
 
-  local selection='--json --samples --only --except' options= words_of=
+  local selection='--json --samples --only --except' options='' words_of=''
   case ${words[1]} in
     scan)
       options="$selection --live"
