@@ -19,8 +19,8 @@ std::optional<std::string> text(const std::string& list, const std::string& key)
         NSData* const data = [NSData dataWithBytes:list.data() length:list.size()];
         id const root = [NSPropertyListSerialization propertyListWithData:data
                                                                   options:NSPropertyListImmutable
-                                                                   format:nil
-                                                                    error:nil];
+                                                                   format:nullptr
+                                                                    error:nullptr];
         if (![root isKindOfClass:[NSDictionary class]]) return std::nullopt;
         id const value = [static_cast<NSDictionary*>(root) objectForKey:ObjectiveC::string(key)];
         if (![value isKindOfClass:[NSString class]]) return std::nullopt;
