@@ -552,7 +552,10 @@ def main():
     except (Failure, OSError) as failure:
         print("FAILED, seed %d, after %s: %s" % (args.seed, soak.done, failure))
         for watcher in soak.watchers:
-            print("== %s said last:\n%s" % (watcher.name, watcher.text()[-3000:]))
+            lines = watcher.text().splitlines()
+            unusual = [line for line in lines if not re.search(r" (WATCH|DEL  ) \w", line)]
+            print("\n".join(["== %s said, beside what it removed:" % watcher.name, *unusual[-50:], "== and last:",
+                             *lines[-10:]]))
         return 1
     finally:
         soak.end()
