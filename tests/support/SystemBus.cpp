@@ -151,7 +151,9 @@ std::string RealUDisks::missing() {
 void RealUDisks::add(const LoopDevice& device) {
     shell(programs + "for B in /sys/block/" + device.name() + " /sys/block/" + device.name() + "/" + device.name() +
           "p*; do [ -e $B/dev ] || continue; D=$(cat $B/dev); N=/dev/${B##*/}; " +
-          "[ -e $N ] || mknod $N b ${D%:*} ${D#*:} || exit; udevadm trigger --settle $B || exit; done");
+          "[ -e $N ] || mknod $N b ${D%:*} ${D#*:} || exit; " +
+          // A device manager that has only just begun may miss the event, and whoever waits for it waits for ever.
+          patiently("timeout 5 udevadm trigger --settle $B") + "; done");
 }
 
 bool RealUDisks::knowsMount(const std::string& device, const std::string& mountPoint) {
