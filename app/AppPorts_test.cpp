@@ -6,15 +6,19 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "app/AppDelegate.h"
 #include "core/rules/RuleSet.h"
 #include "core/scan/FSInfo.h"
 #include "core/volumes/VolumeList.h"
 #include "tests/support/Environment.h"
+#include "tests/support/PrivateMounts.h"
 #include "tests/support/RecordingDesktop.h"
+#include "tests/support/SystemBus.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Waiting.h"
 
@@ -22,6 +26,11 @@ namespace varnel {
 namespace {
 
 using namespace std::chrono_literals;
+using tests::LoopDevice;
+using tests::RealUDisks;
+using tests::SystemBus;
+using tests::TemporaryFolder;
+using Texts = std::vector<std::string>;
 
 struct SystemRig {
     tests::TemporaryFolder home;
@@ -63,6 +72,72 @@ TEST(AppPorts, EjectNothingThatIsNoVolume) {
     const auto ejected = rig.ports.eject(rig.home.folder("folder"), /*force=*/false);
     ASSERT_FALSE(ejected);
     EXPECT_EQ(ejected.error().message, "It is not a mounted volume.");
+}
+
+/// Runs `body` in a mount namespace of its own, with a device on /media/card once `prepare` has run.
+template <typename Prepare>
+void withCard(Prepare prepare, const std::function<void(const LoopDevice&)>& body) {
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    const TemporaryFolder folder;
+    const LoopDevice device(folder.at("image"));
+    EXPECT_EQ(mounts.run([&] {
+        tests::mountTmpfs("/media");
+        const auto udisks = prepare(folder, device);
+        tests::shell("mkdir /media/card && mount " + device.path() + " /media/card && touch /media/card/._a");
+        body(device);
+    }),
+              0);
+}
+
+TEST(AppPorts, EjectAMountedVolume) {
+    if (const std::string missing = SystemBus::missing(); !missing.empty()) GTEST_SKIP() << "needs " << missing;
+    SystemBus* seen = nullptr;
+    withCard(
+        [&](const TemporaryFolder& folder, const LoopDevice& device) {
+            auto bus = std::make_unique<SystemBus>(folder.path());
+            bus->startUDisks({{"drives", {{"stick", {{"CanPowerOff", true}, {"Ejectable", false}}}}},
+                              {"blocks", {{"disk", {{"number", device.number()}, {"drive", "stick"}}}}},
+                              {"do", {{"Unmount disk", "umount " + device.path()}}},
+                              {"failures", {{"PowerOff stick", {"one", "two"}}}}});
+            seen = bus.get();
+            return bus;
+        },
+        [&](const LoopDevice& device) {
+            const SystemRig rig;
+            const auto inside = rig.ports.eject("/media/card/lost+found", /*force=*/false);
+            ASSERT_FALSE(inside);
+            EXPECT_EQ(inside.error().message, "It is not a mounted volume.");
+            EXPECT_EQ(seen->calls(), Texts{});
+            const auto stays = rig.ports.eject("/media/card", /*force=*/true);
+            ASSERT_FALSE(stays);
+            EXPECT_EQ(stays.error().message, "two");
+            tests::shell("mount " + device.path() + " /media/card");
+            EXPECT_TRUE(rig.ports.eject("/media/card", /*force=*/false));
+            EXPECT_EQ(seen->calls(), (Texts{"Unmount disk force", "PowerOff stick", "PowerOff stick", "Unmount disk",
+                                            "PowerOff stick"}));
+        });
+}
+
+TEST(AppOnTheSystem, EjectsTheVolumeThatItCleaned) {
+    if (const std::string missing = RealUDisks::missing(); !missing.empty()) GTEST_SKIP() << "needs " << missing;
+    withCard(
+        [](const TemporaryFolder& folder, const LoopDevice& device) {
+            auto udisks = std::make_unique<RealUDisks>(folder.path());
+            RealUDisks::add(device);
+            return udisks;
+        },
+        [](const LoopDevice& device) {
+            ASSERT_TRUE(RealUDisks::knowsMount(device.path(), "/media/card"));
+            const SystemRig rig;
+            const auto app = AppDelegate::create(rig.desktop, rig.ports);
+            rig.desktop->accept("Clean /media/card?");
+            app->perform(MenuAction::cleanAndEject, "/media/card");
+            rig.desktop->settle();
+            EXPECT_EQ(rig.desktop->alerts.back().informativeText, "removed 1 items, Zero KB\n\nEjected.");
+            EXPECT_FALSE(FSInfo::isMountPoint("/media/card"));
+            EXPECT_TRUE(device.isFreed());
+        });
 }
 
 TEST(AppOnTheSystem, LaunchesWatchesCleansAndEnds) {
