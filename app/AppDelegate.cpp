@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "app/AppPorts.h"
 #include "app/BoundedWait.h"
@@ -13,6 +14,7 @@
 #include "app/StatusMenu.h"
 #include "core/base/Checked.h"
 #include "core/rules/RuleSet.h"
+#include "core/volumes/Volume.h"
 #include "core/watcher/Watcher.h"
 
 namespace varnel {
@@ -50,7 +52,7 @@ void AppDelegate::applicationDidFinishLaunching() {
 void AppDelegate::applicationWillTerminate() {
     assertOnMain();
     isEnding_ = true;
-    stopWatcher();
+    stopWatcher(ports_.patience);
     BoundedWait::run(
         [self = shared_from_this()] {
             self->waitForRemovals();
@@ -63,7 +65,7 @@ StatusMenu AppDelegate::menuNeedsUpdate() {
     assertOnMain();
     const auto deleted = watcher().stats().deleted;
     return statusMenu({.deleted = deleted,
-                       .targets = ports_.targets(),
+                       .targets = targets(),
                        .watcherEnabled = [this] { return watcherEnabled(); },
                        .opensAtLogin = [this] { return desktop_->opensAtLogin(); }});
 }
@@ -82,6 +84,7 @@ Watcher& AppDelegate::watcher() {
 }
 
 const RuleSet& AppDelegate::rules() {
+    assertOnMain();
     if (!rules_) rules_ = RuleSet::standard();
     return *rules_;
 }
@@ -90,10 +93,25 @@ bool AppDelegate::watcherEnabled() const {
     return desktop_->preference(watcherPreference).value_or(true);
 }
 
-void AppDelegate::stopWatcher() {
+// A dead share would hold the main thread, and with it the menu, for ever: by a sweep that is at work on it, or by the
+// kernel's asking its server for the road to a path.
+
+void AppDelegate::stopWatcher(std::chrono::milliseconds limit) {
     watcher();
-    // A sweep of a dead share would hold this thread, and with it the menu, for ever.
-    BoundedWait::run([watcher = watcher_] { watcher->stop(); }, ports_.patience);
+    BoundedWait::run([watcher = watcher_] { watcher->stop(); }, limit);
+}
+
+std::vector<Volume> AppDelegate::targets() {
+    const auto found = std::make_shared<std::vector<Volume>>();
+    const auto look = [found, targets = ports_.targets] { *found = targets(); };
+    if (BoundedWait::run(look, ports_.menuPatience)) targets_ = *found;
+    return targets_;
+}
+
+std::optional<std::string> AppDelegate::fileSystemType(const std::string& path) const {
+    const auto found = std::make_shared<std::optional<std::string>>();
+    const auto look = [found, path, type = ports_.fileSystemType] { *found = type(path); };
+    return BoundedWait::run(look, ports_.menuPatience) ? *found : std::nullopt;
 }
 
 }  // namespace varnel

@@ -14,7 +14,9 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <expected>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,6 +31,7 @@
 #include "core/plan/Plan.h"
 #include "core/rules/RuleSet.h"
 #include "core/scan/VolumeIdentity.h"
+#include "core/volumes/Volume.h"
 #include "core/watcher/Watcher.h"
 
 namespace varnel {
@@ -88,7 +91,9 @@ private:
     Watcher& watcher();
     const RuleSet& rules();
     bool watcherEnabled() const;
-    void stopWatcher();
+    void stopWatcher(std::chrono::milliseconds limit);
+    std::vector<Volume> targets();
+    std::optional<std::string> fileSystemType(const std::string& path) const;
 
     void chooseFolder();
     void sweepAll();
@@ -100,6 +105,7 @@ private:
     void previewVolume(const std::optional<std::string>& mountPoint, PreviewOptions options);
     void preview(const std::string& path, PreviewOptions options);
     bool mayTouch(const std::string& path, const std::string& fileSystemType);
+    void begin(std::function<void()> work);
     void scan(Flow flow);
     void refuse(const std::string& path);
     void confirm(Flow flow);
@@ -111,7 +117,8 @@ private:
     const std::shared_ptr<Desktop> desktop_;
     const AppPorts ports_;
     std::shared_ptr<Watcher> watcher_;
-    std::optional<RuleSet> rules_;
+    std::optional<RuleSet> rules_;  // filled before the first scan begins, and only read from then on
+    std::vector<Volume> targets_;   // as they were seen last
     bool isBusy_ = false;
 
     // Read from everywhere.

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -13,11 +14,13 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "app/StatusMenu.h"
 #include "core/base/SerialQueue.h"
 #include "core/rules/RuleSet.h"
+#include "core/volumes/Volume.h"
 #include "tests/support/AppRig.h"
 #include "tests/support/Waiting.h"
 
@@ -99,6 +102,17 @@ TEST(AppLaunch, LogsWhatTheWatcherRemoves) {
                                    "WATCH appledouble  T/v/._a", "APP   deleted T/v/._a"}));
 }
 
+TEST(AppLaunch, LetsGoOfTheCallbackThatTheWatcherHadBefore) {
+    AppRig rig;
+    rig.app().menuNeedsUpdate();  // makes the watcher
+    auto held = std::make_shared<int>();
+    const std::weak_ptr<int> before = held;
+    rig.watcher->onDelete = [held = std::move(held)](const std::string&) {};
+    ASSERT_FALSE(before.expired());
+    rig.app().applicationDidFinishLaunching();
+    EXPECT_TRUE(before.expired());
+}
+
 TEST(AppLaunch, WithoutALogShowsTheItemAndWatchesNothing) {
     AppRig rig(/*hasLog=*/false);
     rig.desktop->preferences["watcherEnabled"] = true;
@@ -170,6 +184,21 @@ TEST(AppMenu, TellsOfTheMomentAtWhichItOpens) {
     EXPECT_EQ(menu[8].title, "Watcher: Off");
     EXPECT_EQ(menu[8].checkState, MenuItem::CheckState::off);
     EXPECT_EQ(menu[9].checkState, MenuItem::CheckState::on);
+}
+
+TEST(AppMenu, ShowsTheVolumesThatWereSeenLastWhereAServerDoesNotAnswer) {
+    std::promise<void> release;
+    const auto isDead = std::make_shared<std::atomic<bool>>(false);
+    AppRig rig;
+    rig.ports.menuPatience = 1s;
+    rig.ports.targets = [isDead, released = release.get_future().share()] {
+        if (*isDead) released.wait();
+        return std::vector<Volume>{{"/Volumes/USB", "exfat", true, true, false}};
+    };
+    EXPECT_EQ(rig.app().menuNeedsUpdate()[3].title, "USB — exfat, local");
+    *isDead = true;
+    EXPECT_EQ(rig.app().menuNeedsUpdate()[3].title, "USB — exfat, local");
+    release.set_value();
 }
 
 TEST(AppMenu, ShowsANewUserThatTheWatcherIsOn) {

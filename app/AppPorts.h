@@ -22,12 +22,12 @@ namespace varnel {
 struct AppPorts {
     std::shared_ptr<Log> log;  ///< Null where none could be opened.
     std::function<std::shared_ptr<Watcher>(RuleSet rules, double latency, std::shared_ptr<Log> log)> createWatcher;
-    std::function<std::vector<Volume>()> targets;  ///< The volumes for the menu. Never waits for a server.
-    /// The type of the file system that holds a path. Never waits for a server.
+    std::function<std::vector<Volume>()> targets;  ///< The volumes for the menu. May wait for a server.
+    /// The type of the file system that holds a path. May wait for a server that is asked for the road to it.
     std::function<std::optional<std::string>(const std::string& path)> fileSystemType;
     std::function<std::expected<void, DiskError>(const std::string& path, bool force)> eject;  ///< Blocks.
-    /// How long switching the watcher off, or quitting, waits for a sweep that is at work.
-    std::chrono::milliseconds patience{5000};
+    std::chrono::milliseconds patience{5000};      ///< How long quitting waits for a sweep that is at work.
+    std::chrono::milliseconds menuPatience{1000};  ///< How long the menu and what it does wait for a sweep or a server.
 
     /// The system's own. What the watcher cannot watch goes to the desktop's console.
     static AppPorts ofSystem(std::shared_ptr<Desktop> desktop);

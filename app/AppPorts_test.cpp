@@ -48,6 +48,7 @@ TEST(AppPorts, AreTheSystemsOwn) {
     EXPECT_EQ(rig.ports.targets(), VolumeList::targets());
     EXPECT_EQ(rig.ports.fileSystemType(rig.home.path()), FSInfo::type(rig.home.path()));
     EXPECT_EQ(rig.ports.patience, 5s);
+    EXPECT_EQ(rig.ports.menuPatience, 1s);
 }
 
 TEST(AppPorts, HaveNoLogWhereNoneCanBeOpened) {

@@ -30,6 +30,10 @@ Alert notice(std::string message, std::string informativeText) {
     return {std::move(message), std::move(informativeText), {"OK"}};
 }
 
+Alert notBegun() {
+    return notice("Could not begin", "The system has no room for more work at the moment. Please try again later.");
+}
+
 Alert refused(const std::string& path) {
     return notice("Refused", Text::repaired(path) + " is a protected system path.");
 }

@@ -17,6 +17,9 @@ namespace varnel::CleanAlerts {
 /// A message with nothing to decide.
 Alert notice(std::string message, std::string informativeText);
 
+/// Of a step for which the system has no thread.
+Alert notBegun();
+
 Alert refused(const std::string& path);
 
 /// Asks before anything on a Mac's own file system is touched.

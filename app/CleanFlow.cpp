@@ -2,6 +2,7 @@
 //
 // The cleaning of one folder or volume, from the request to the report; see AppDelegate.h for its road.
 #include <expected>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,12 +33,21 @@ void AppDelegate::preview(const std::string& path, PreviewOptions options) {
         desktop_->ask(CleanAlerts::refused(flow.path));
         return;
     }
-    flow.fileSystemType = ports_.fileSystemType(flow.path).value_or("unknown");
+    // Where it cannot be learned now, it is after the scan.
+    flow.fileSystemType = fileSystemType(flow.path).value_or("unknown");
     if (!mayTouch(flow.path, flow.fileSystemType)) return;
-    isBusy_ = true;
-    desktop_->inBackground([weak = weak_from_this(), flow = std::move(flow)]() mutable {
+    rules();
+    begin([weak = weak_from_this(), flow = std::move(flow)]() mutable {
         if (const auto self = weak.lock()) self->scan(std::move(flow));
     });
+}
+
+void AppDelegate::begin(std::function<void()> work) {
+    if (desktop_->inBackground(std::move(work))) {
+        isBusy_ = true;
+    } else {
+        desktop_->ask(CleanAlerts::notBegun());
+    }
 }
 
 bool AppDelegate::mayTouch(const std::string& path, const std::string& fileSystemType) {
@@ -52,7 +62,7 @@ void AppDelegate::scan(Flow flow) {
     }
     // Without knowing which volume this is, nobody could tell another one that takes its place; nothing matches this.
     flow.volume = VolumeIdentity::of(flow.path).value_or(VolumeIdentity());
-    flow.plan = Scanner{rules(), RuleScope::adhoc}.scan(flow.path);
+    flow.plan = Scanner{*rules_, RuleScope::adhoc}.scan(flow.path);
     desktop_->onMain([self = shared_from_this(), flow = std::move(flow)]() mutable { self->confirm(std::move(flow)); });
 }
 
@@ -73,8 +83,7 @@ void AppDelegate::confirm(Flow flow) {
     const std::string& scannedType = flow.plan.volume.fsType;
     if (scannedType != flow.fileSystemType && !mayTouch(flow.path, scannedType)) return;
     if (!flow.options.alreadyConfirmed && !desktop_->ask(CleanAlerts::confirmation(flow.plan))) return;
-    isBusy_ = true;
-    desktop_->inBackground([self = shared_from_this(), flow = std::move(flow)] { self->remove(flow); });
+    begin([self = shared_from_this(), flow = std::move(flow)] { self->remove(flow); });
 }
 
 void AppDelegate::remove(const Flow& flow) {

@@ -337,6 +337,23 @@ TEST(CleanFlowGuard, AsksAfterTheScanWhereTheVolumeTurnsOutToBeAMacs) {
               0);
 }
 
+TEST(CleanFlowGuard, DoesNotWaitForEverForAServerAndAsksAfterTheScan) {
+    std::promise<void> release;
+    AppRig rig;
+    rig.tree.file("v/._a");
+    rig.ports.menuPatience = 20ms;
+    rig.ports.fileSystemType = [released = release.get_future().share()](const std::string&) {
+        released.wait();
+        return std::optional<std::string>("hfs");
+    };
+    rig.desktop->decline(question(rig.root));
+    rig.request(rig.root);
+    EXPECT_TRUE(rig.app().isBusy());
+    rig.desktop->settle();
+    EXPECT_EQ(rig.desktop->messages(), Texts{question(rig.root)});
+    release.set_value();
+}
+
 TEST(CleanFlowGuard, LeavesAnotherVolumeAloneThatTookThePlace) {
     const tests::PrivateMounts mounts;
     if (!mounts.available()) GTEST_SKIP() << mounts.reason();
@@ -503,6 +520,50 @@ TEST(CleanFlowBusy, TakesANewRequestWhileTheReportIsOpen) {
     EXPECT_FALSE(rig.tree.has("v/._b"));
     EXPECT_FALSE(rig.app().isBusy());
     EXPECT_EQ(rig.desktop->messages(), (Texts{"Clean finished", "Clean finished"}));
+}
+
+TEST(CleanFlowBusy, IsFreeAgainWhereAStepCannotBegin) {
+    const Alert notBegun = {
+        .message = "Could not begin",
+        .informativeText = "The system has no room for more work at the moment. Please try again later.",
+        .buttons = {"OK"}};
+    AppRig rig;
+    rig.tree.file("v/._a");
+    rig.desktop->canBegin = false;
+    rig.request(rig.root);
+    EXPECT_EQ(rig.desktop->alerts, std::vector<Alert>{notBegun}) << "the scan";
+    EXPECT_FALSE(rig.app().isBusy());
+
+    rig.desktop->canBegin = true;
+    rig.desktop->accept(question(rig.root), [&] { rig.desktop->canBegin = false; });
+    rig.request(rig.root);
+    rig.desktop->settle();
+    EXPECT_EQ(last(rig), notBegun) << "the removal";
+    EXPECT_FALSE(rig.app().isBusy());
+    EXPECT_TRUE(rig.tree.has("v/._a"));
+
+    rig.desktop->canBegin = true;
+    rig.desktop->accept(question(rig.root));
+    rig.request(rig.root);
+    rig.desktop->settle();
+    EXPECT_EQ(last(rig).message, "Clean finished");
+    EXPECT_FALSE(rig.tree.has("v/._a"));
+}
+
+TEST(CleanFlowBusy, StaysWithTheOtherFlowWhereAStepCannotBegin) {
+    AppRig rig;
+    rig.tree.file("v/._a");
+    rig.desktop->accept(question(rig.root), [&] {
+        rig.request(rig.tree.folder("w"));
+        rig.desktop->canBegin = false;
+    });
+    rig.request(rig.root);
+    rig.desktop->runBackground();
+    rig.desktop->runMain();
+    EXPECT_EQ(last(rig).message, "Could not begin");
+    EXPECT_TRUE(rig.app().isBusy()) << "the other's scan still waits";
+    rig.desktop->settle();
+    EXPECT_FALSE(rig.app().isBusy());
 }
 
 // --- When the application goes ---

@@ -64,8 +64,9 @@ void AppDelegate::toggleWatcher() {
     if (watcherEnabled()) {
         watcher().start();
     } else {
-        stopWatcher();
+        stopWatcher(ports_.menuPatience);
     }
+    // What the person wants; the watcher has lines of its own for when it began or ended.
     write(std::string("APP   watcher ") + (watcherEnabled() ? "on" : "off"));
 }
 

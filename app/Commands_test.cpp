@@ -163,15 +163,21 @@ TEST(ToggleWatcher, KeepsTheMenuAliveWhileASweepIsAtWork) {
     std::promise<void> release;
     const auto queue = SerialQueue::create("held");
     rig.watcherQueue = queue;
-    rig.ports.patience = 20ms;
+    rig.ports.menuPatience = 20ms;
     rig.app().applicationDidFinishLaunching();
     queue->async([released = release.get_future().share()] { released.wait(); });
+    const auto begun = std::chrono::steady_clock::now();
     rig.perform(MenuAction::toggleWatcher);
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, rig.ports.patience) << "that is for quitting";
     EXPECT_TRUE(rig.watcher->isRunning());
     EXPECT_FALSE(rig.desktop->preferences.at("watcherEnabled"));
     release.set_value();
     EXPECT_TRUE(tests::comesTrue([&] { return !rig.watcher->isRunning(); }));
     queue->sync([] {});
+    const Texts lines = rig.logged();
+    ASSERT_EQ(lines.size(), 4U);
+    EXPECT_EQ((Texts{lines[2], lines[3]}), (Texts{"APP   watcher off", "WATCH stopped"}))
+        << "the wish, and then what came of it";
 }
 
 TEST(ToggleLoginItem, RegistersOrUnregistersByTheSystemsWord) {

@@ -97,8 +97,8 @@ public:
     virtual void terminate() = 0;
 
     /// Runs `work` soon on some other thread, for a person who waits. Several pieces may run at once. Never waited for
-    /// when the application ends.
-    virtual void inBackground(std::function<void()> work) = 0;
+    /// when the application ends. False where no thread is to be had: it will never run.
+    virtual bool inBackground(std::function<void()> work) = 0;
 
     /// Runs `work` soon on the main thread, in the order of the calls, also while an alert or a panel is open; never
     /// within this call. Dropped where the event loop has ended.

@@ -164,11 +164,13 @@ void QtDesktop::terminate() {
     QCoreApplication::exit(0);
 }
 
-void QtDesktop::inBackground(std::function<void()> work) {
+bool QtDesktop::inBackground(std::function<void()> work) {
     try {
         std::thread(std::move(work)).detach();
+        return true;
     } catch (const std::system_error& error) {
         writeToConsole(std::string("Varnel: could not begin to work: ") + error.what());
+        return false;
     }
 }
 

@@ -92,6 +92,7 @@ struct AppRig {
             return {};
         };
         ports.patience = std::chrono::seconds(20);
+        ports.menuPatience = std::chrono::seconds(20);
     }
 
     /// Made at the first use, so that a test can change the ports before.

@@ -74,9 +74,10 @@ public:
 
     void terminate() final { record("terminate"); }
 
-    void inBackground(std::function<void()> work) final {
+    bool inBackground(std::function<void()> work) final {
         const std::lock_guard lock(mutex_);
-        background_.push_back(std::move(work));
+        if (canBegin) background_.push_back(std::move(work));
+        return canBegin;
     }
 
     void onMain(std::function<void()> work) final {
@@ -152,6 +153,7 @@ public:
     // How the desktop answers. An alert that is not named here is closed without a button.
     std::map<std::string, std::function<bool()>> answers;
     std::optional<std::string> chosen;
+    bool canBegin = true;  ///< Work in the background.
     std::map<std::string, bool> preferences;
     bool isLoginItem = false;
     std::optional<LoginItemFailure> loginItemFailure;
