@@ -45,7 +45,8 @@ std::expected<Pipe, int> openPipe() {
     std::array<int, 2> ends{};
     if (::pipe(ends.data()) != 0) return std::unexpected(errno);
     Pipe pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
-    for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+    for (const int end : ends)
+        ::fcntl(end, F_SETFD, FD_CLOEXEC);
     return pipe;
 }
 
