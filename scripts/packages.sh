@@ -6,7 +6,7 @@ packages_build=(g++ cmake ninja-build ccache pkg-config libicu-dev nlohmann-json
 packages_package=(build-essential debhelper python3)
 packages_volumes=(exfat-fuse exfatprogs fuse3 mount util-linux)
 packages_test=(libgtest-dev libgmock-dev python3 procps clang-format-14 strace acl attr e2fsprogs xfsprogs btrfs-progs ntfs-3g
-  bindfs libfuse3-dev man-db dosfstools hfsutils user-mode-linux kmod busybox dbus-daemon dbus-bin
+  bindfs squashfs-tools libfuse3-dev man-db dosfstools hfsutils user-mode-linux kmod busybox dbus-daemon dbus-bin
   python3-dbusmock udisks2 udev bash-completion zsh fish
   lintian appstream desktop-file-utils logrotate xvfb openbox xdotool x11-utils imagemagick at-spi2-core trayer)
 packages_clang=(clang-19 clang-tidy-19 libclang-rt-19-dev llvm-19)

@@ -59,13 +59,22 @@ std::set<pid_t> ownChildren() {
 }
 
 /// Ends every process that has become this one's child since. A daemon that outlived its test would keep the test's
-/// mounts, and a machine has room for so many only.
+/// mounts, and a machine has room for so many only. Each is asked first, because a driver that is killed may leave its
+/// volume, and whoever waits for it, behind.
 void endNewChildren(const std::set<pid_t>& before) {
+    constexpr int naps = 200;
     for (bool isDone = false; !isDone;) {
         isDone = true;
         for (const pid_t child : ownChildren()) {
             if (before.contains(child)) continue;
             isDone = false;
+            ::kill(child, SIGTERM);
+            pid_t ended = 0;
+            for (int nap = 0; nap < naps && ended == 0; ++nap) {
+                ended = ::waitpid(child, nullptr, WNOHANG);
+                if (ended == 0) ::usleep(10 * 1000);
+            }
+            if (ended != 0) continue;
             ::kill(child, SIGKILL);
             ::waitpid(child, nullptr, 0);
         }
