@@ -15,6 +15,7 @@ QString Preferences::defaultFile() {
 }
 
 std::optional<bool> Preferences::value(const QString& key) const {
+    if (const auto unstored = unstored_.find(key); unstored != unstored_.end()) return *unstored;
     const QSettings settings(file_, QSettings::IniFormat);
     // Qt takes any text for true.
     const QString text = settings.value(key).toString().trimmed().toLower();
@@ -28,7 +29,10 @@ bool Preferences::setValue(const QString& key, bool value) {
     QSettings settings(file_, QSettings::IniFormat);
     settings.setValue(key, value);
     settings.sync();
-    return settings.status() != QSettings::AccessError;
+    const bool isStored = settings.status() != QSettings::AccessError;
+    unstored_.remove(key);
+    if (!isStored) unstored_.insert(key, value);
+    return isStored;
 }
 
 }  // namespace varnel

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QMap>
 #include <QString>
 #include <optional>
 
@@ -15,7 +16,7 @@ public:
     /// The file in the current user's configuration folder.
     static QString defaultFile();
 
-    /// The setting as it is stored now, whoever stored it; none where there is none, or none that is true or false.
+    /// The setting as it is stored now, whoever stored it, unless it could not be stored; none where there is none, or none that is true or false.
     std::optional<bool> value(const QString& key) const;
 
     /// Stores it on the disk. False where that failed; it then holds as long as this process lives.
@@ -25,6 +26,7 @@ public:
 
 private:
     QString file_;
+    QMap<QString, bool> unstored_;
 };
 
 }  // namespace varnel

@@ -66,12 +66,14 @@ TEST(Preferences, TakesWhatIsNeitherTrueNorFalseForNothing) {
     }
 }
 
-TEST(Preferences, SaysWhereItCannotStore) {
+TEST(Preferences, KeepsWhatItCannotStoreForItself) {
     const tests::TemporaryFolder folder;
     folder.file("new", "no folder");
     Preferences preferences(fileIn(folder));
     EXPECT_EQ(preferences.value(key), std::nullopt);
     EXPECT_FALSE(preferences.setValue(key, /*value=*/false));
+    EXPECT_EQ(preferences.value(key), false);
+    EXPECT_EQ(Preferences(fileIn(folder)).value(key), std::nullopt);
 }
 
 }  // namespace

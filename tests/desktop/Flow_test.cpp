@@ -10,6 +10,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -740,6 +741,44 @@ TEST(DesktopLooks, FitsATwiceScaledScreen) {
         EXPECT_LE(question->place.height() * scale, 1080);
         EXPECT_LE(question->place.width() * scale, 1920);
         EXPECT_GT(question->part("text")->place.height() * scale, 480);
+    });
+}
+
+TEST(DesktopLooks, IsTheSameUnderWayland) {
+    if (!hasProgram("weston")) GTEST_SKIP() << "this machine has no weston";
+    onDesktop([] {
+        const Stick stick("STICK");
+        stick.putLitter();
+        std::unique_ptr<Companion> compositor;
+        DesktopRig::Options options = withoutWatcher();
+        options.environment = {{"QT_QPA_PLATFORM", "wayland"}, {"WAYLAND_DISPLAY", "wayland-test"}, {"DISPLAY", ""}};
+        options.prepare = [&, before = options.prepare](const DesktopSession& session) {
+            before(session);
+            compositor =
+                session.start("compositor", {"weston", "--backend=x11-backend.so", "--use-pixman", "--width=1200",
+                                             "--height=800", "--socket=wayland-test", "--idle-time=0"});
+            ASSERT_TRUE(happens([&] { return session.folder().has("run/wayland-test"); }));
+            ASSERT_TRUE(happens([] { return std::system("xwininfo -root -tree | grep -q 'Weston.*1200x800'") == 0; }));
+            // What is typed goes to the windows in it once its title was clicked.
+            ASSERT_TRUE(happens([] {
+                DesktopSession::click(600, 8);
+                return std::system("xprop -root _NET_ACTIVE_WINDOW | grep -q '0x[0-9a-f]*[1-9a-f]'") == 0;
+            }));
+        };
+        DesktopRig rig(options);
+        ASSERT_TRUE(rig.bar->click({stick.title(), "Clean…"}));
+        const auto question = rig.windows->dialog("Clean /media/STICK?");
+        ASSERT_TRUE(question);
+        DesktopSession::keepPicture("wayland");
+        DesktopSession::press("Escape");
+        EXPECT_TRUE(rig.windows->areClosed());
+        EXPECT_TRUE(stick.hasLitter());
+        ASSERT_TRUE(rig.bar->click({stick.title(), "Scan…"}));
+        ASSERT_TRUE(rig.windows->dialog("Clean finished"));
+        EXPECT_FALSE(stick.hasLitter());
+        EXPECT_TRUE(stick.isWhole());
+        ASSERT_TRUE(rig.bar->click({"Quit Varnel"}));
+        EXPECT_EQ(rig.program->ended(), 0);
     });
 }
 
