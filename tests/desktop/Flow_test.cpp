@@ -498,6 +498,7 @@ TEST(DesktopCommands, SwitchesTheWatcher) {
         stick.put("._litter");
         ASSERT_TRUE(rig.bar->click({"Watcher: Off"}));
         ASSERT_TRUE(rig.logs("APP   watcher on\n"));
+        ASSERT_TRUE(happens([&] { return rig.log().rfind("WATCH started") > rig.log().find("WATCH stopped"); }));
         EXPECT_NE(rig.bar->open().text().find("[x] Watcher: On\n"), std::string::npos);
         stick.put("._more");
         EXPECT_TRUE(happens([&] { return !stick.has("._more"); }));
