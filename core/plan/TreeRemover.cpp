@@ -16,6 +16,9 @@ namespace {
 /// Folders held open at most. A shallower one is given up and found again through "..".
 constexpr std::size_t mostHeld = 60;
 
+/// How often a tree is gone through again because somebody keeps filling it: an archive that is being unpacked, say.
+constexpr int mostRounds = 100;
+
 struct Entry {
     std::string name;
     bool isFolder = false;  // by the listing, which may be out of date by now
@@ -34,6 +37,15 @@ public:
 
     /// 0 or the first error.
     int run(int parent, const std::string& name) {
+        for (int round = 1; round < mostRounds; ++round) {
+            const int error = runOnce(parent, name);
+            if (!meansRefilled(error) || error_ != 0) return error;
+        }
+        return runOnce(parent, name);
+    }
+
+private:
+    int runOnce(int parent, const std::string& name) {
         if (const int error = enter(parent, name); error != 0) {
             if (error == ENOENT) return 0;
             // What cannot be listed may still be empty.
@@ -48,11 +60,13 @@ public:
             }
         }
         levels_.clear();
-        noteUnlessGone(Directory::removeFolder(parent, name.c_str()));
-        return error_;
+        const int error = Directory::removeFolder(parent, name.c_str());
+        return error_ != 0 || error == ENOENT ? error_ : error;
     }
 
-private:
+    /// Whether a folder that was emptied has something in it again.
+    static bool meansRefilled(int error) { return error == ENOTEMPTY || error == EEXIST; }
+
     void note(int error) {
         if (error_ == 0) error_ = error;
     }
@@ -121,7 +135,9 @@ private:
             }
             above.folder = *std::move(parent);
         }
-        noteUnlessGone(Directory::removeFolder(above.folder.get(), emptied.name.c_str()));
+        const int error = Directory::removeFolder(above.folder.get(), emptied.name.c_str());
+        // Then the folder above cannot go either, and tells it.
+        if (!meansRefilled(error)) noteUnlessGone(error);
         return true;
     }
 

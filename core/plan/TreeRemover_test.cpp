@@ -44,6 +44,28 @@ TEST(TreeRemover, RemovesEverythingInAFolderAndTheFolder) {
     });
 }
 
+TEST(TreeRemover, RemovesAFolderThatIsStillBeingFilled) {
+    constexpr int files = 60;
+    for (int round = 0; round < 100; ++round) {
+        const TemporaryFolder folder;
+        folder.file("t/deep/first");
+        const FileDescriptor top(::open(folder.at("t").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+        std::atomic<bool> hasBegun{false};
+        std::thread writer([&] {
+            for (int i = 0; i < files; ++i) {
+                const std::string name = (i % 2 == 0 ? "" : "deep/") + std::to_string(i);
+                const FileDescriptor made(::openat(top.get(), name.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
+                hasBegun = true;
+            }
+        });
+        while (!hasBegun)
+            std::this_thread::yield();
+        EXPECT_EQ(removeIn(folder.path(), "t"), 0) << round;
+        writer.join();
+        ASSERT_FALSE(folder.has("t")) << round;
+    }
+}
+
 TEST(TreeRemover, UnlinksLinksAndLeavesTheirTargets) {
     onBothRoads([] {
         const TemporaryFolder folder;
