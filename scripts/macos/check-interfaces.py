@@ -51,6 +51,8 @@ def encoding(kind):
         return "^" + encoding(kind.element_type)
     if kind.kind == TypeKind.POINTER:
         below = kind.get_pointee().get_canonical()
+        if below.kind == TypeKind.OBJCSEL:
+            return ":"
         if below.kind == TypeKind.FUNCTIONPROTO:
             return "^?<%s>" % function_encoding(below)
         if below.kind in (TypeKind.CHAR_S, TypeKind.SCHAR):
@@ -109,6 +111,8 @@ class Header:
             self.check_constant(cursor)
         elif cursor.kind == CursorKind.FUNCTION_DECL and cursor.storage_class != cindex.StorageClass.STATIC:
             types = " ".join([encoding(cursor.result_type)] + [encoding(a.type) for a in cursor.get_arguments()])
+            if cursor.type.is_function_variadic():
+                types += " ..."
             self.compare(cursor.spelling, types, self.described.functions.get(cursor.spelling))
             self.require_version(cursor, cursor.spelling)
             self.symbols.append("_" + cursor.spelling)
@@ -156,7 +160,7 @@ class Header:
                 known = self.described.enums[kind][max(short, key=len)] if short else None
             if known is None:
                 self.problems.append("%s: no such enumerator of %s" % (member.spelling, kind))
-            elif known % 2**64 != member.enum_value % 2**64:
+            elif int(known) % 2**64 != member.enum_value % 2**64:
                 self.problems.append("%s: is %d, declared as %d" % (member.spelling, known, member.enum_value))
 
     def check_constant(self, cursor):

@@ -56,6 +56,7 @@ sed '/_LIBCPP_HAS_NO_VENDOR_AVAILABILITY_ANNOTATIONS/d' "$llvm/include/c++/v1/__
   >"$sdk/usr/include/c++/v1/__config_site"
 mapfile -t symbols < <(llvm-nm-19 --dynamic --defined-only --format=posix "$llvm"/lib/libc++.so.1 "$llvm"/lib/libc++abi.so.1 |
   awk '$1 ~ /^(_Z|__cxa|__gxx|__dynamic_cast)/ { print "_" $1 }' | sort -u)
+symbols+=(__ZNSt3__120__libcpp_atomic_waitEPVKvx)  # waits for a wider number than on this system
 stub "$sdk/usr/lib/libc++.tbd" /usr/lib/libc++.1.dylib "${symbols[@]}"
 
 # Libraries of headers alone.

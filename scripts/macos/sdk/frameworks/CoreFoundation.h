@@ -10,6 +10,19 @@ extern "C" {
 
 typedef long CFIndex;
 typedef double CFTimeInterval;
+typedef double CGFloat;
+typedef struct CGPoint {
+    CGFloat x;
+    CGFloat y;
+} CGPoint;
+typedef struct CGSize {
+    CGFloat width;
+    CGFloat height;
+} CGSize;
+typedef struct CGRect {
+    CGPoint origin;
+    CGSize size;
+} CGRect;
 typedef const struct __attribute__((objc_bridge(id))) __CFAllocator *CFAllocatorRef;
 typedef const struct __attribute__((objc_bridge(NSString))) __CFString *CFStringRef;
 typedef const struct __attribute__((objc_bridge(NSArray))) __CFArray *CFArrayRef;

@@ -22,6 +22,13 @@ typedef struct _NSRange {
 static inline NSRange NSMakeRange(NSUInteger location, NSUInteger length) { return NSRange{location, length}; }
 static inline NSUInteger NSMaxRange(NSRange range) { return range.location + range.length; }
 
+typedef CGRect NSRect;
+static inline NSRect NSMakeRect(CGFloat x, CGFloat y, CGFloat width, CGFloat height) {
+    return NSRect{{x, y}, {width, height}};
+}
+
+void NSLog(NSString *format, ...) __attribute__((format(__NSString__, 1, 2))) API_AVAILABLE(macos(10.0));
+
 typedef struct NSFastEnumerationState {
     unsigned long state;
     id __unsafe_unretained _Nullable *_Nullable itemsPtr;
@@ -140,6 +147,8 @@ API_AVAILABLE(macos(10.0))
 API_AVAILABLE(macos(10.0))
 @interface NSURL : NSObject
 + (NSURL *)fileURLWithPath:(NSString *)path;
++ (nullable instancetype)URLWithString:(NSString *)string;
+- (nullable NSURL *)filePathURL API_AVAILABLE(macos(10.6));
 - (nullable NSString *)path;
 - (nullable NSURL *)URLByStandardizingPath API_AVAILABLE(macos(10.6));
 - (nullable NSDictionary<NSURLResourceKey, id> *)resourceValuesForKeys:(NSArray<NSURLResourceKey> *)keys
@@ -167,6 +176,20 @@ API_AVAILABLE(macos(10.0))
                              queue:(nullable NSOperationQueue *)queue
                         usingBlock:(void (^)(NSNotification *notification))block API_AVAILABLE(macos(10.6));
 - (void)removeObserver:(id)observer;
+@end
+
+API_AVAILABLE(macos(10.0))
+@interface NSThread : NSObject
++ (BOOL)isMainThread API_AVAILABLE(macos(10.5));
+@end
+
+API_AVAILABLE(macos(10.0))
+@interface NSUserDefaults : NSObject
++ (NSUserDefaults *)standardUserDefaults;
+- (nullable id)objectForKey:(NSString *)key;
+- (BOOL)boolForKey:(NSString *)key;
+- (void)setBool:(BOOL)value forKey:(NSString *)key;
+- (BOOL)synchronize;
 @end
 
 }  // extern "C"
