@@ -7,5 +7,9 @@ scripts/macos/make-sdk.sh || { echo "skipped: what stands for the macOS SDK is n
 cmake --preset macos-check >/dev/null
 cmake --build --preset macos-check -- --quiet
 oldest=$(sed -n 's/^CMAKE_OSX_DEPLOYMENT_TARGET:[A-Z]*=//p' build/macos-check/CMakeCache.txt)
+version=$(sed -n 's/^CMAKE_PROJECT_VERSION:[A-Z]*=//p' build/macos-check/CMakeCache.txt)
+app=build/macos-check/bin/Varnel.app
 scripts/macos/check-binary.py build/macos-check/bin/varnel "$oldest"
+scripts/macos/check-binary.py "$app/Contents/MacOS/Varnel" "$oldest"
+scripts/macos/check-bundle.py "$app" "$version" "$oldest"
 scripts/macos/analyze.py build/macos-check
