@@ -32,7 +32,7 @@ public:
     std::expected<void, LoginItemFailure> setOpensAtLogin(bool opens) final;
     std::optional<std::string> pathOfURL(const std::string& url) const final;
     void terminate() final;
-    void inBackground(std::function<void()> work) final;
+    bool inBackground(std::function<void()> work) final;
     void onMain(std::function<void()> work) final;
     bool isMainThread() const final;
     void writeToConsole(const std::string& message) final;

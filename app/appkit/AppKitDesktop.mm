@@ -146,8 +146,9 @@ void AppKitDesktop::terminate() {
     [[NSApplication sharedApplication] terminate:nil];
 }
 
-void AppKitDesktop::inBackground(std::function<void()> work) {
+bool AppKitDesktop::inBackground(std::function<void()> work) {
     submit(dispatch_get_global_queue(QOS_CLASS_USER_INITIATED, 0), std::move(work));
+    return true;
 }
 
 void AppKitDesktop::onMain(std::function<void()> work) {
