@@ -20,6 +20,8 @@ without=(
   # a home folder that follows HOME: Foundation asks the user database
   CleanFlowPath.IsStandardisedBeforeAnythingElse
   CleanFlowGuard.RefusesProtectedPathsBeforeAnythingIsRead
+  # Linux's own disk service
+  AppPorts.EjectAMountedVolume
   # a file-system event service
   'AppOnTheSystem\..*'
   # the words of Foundation's errors and its reader of property lists, of which GNUstep has its own
