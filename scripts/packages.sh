@@ -12,7 +12,8 @@ packages_test=(libgtest-dev libgmock-dev python3 procps clang-format-14 strace a
 packages_clang=(clang-19 clang-tidy-19 libclang-rt-19-dev llvm-19)
 packages_macos=(clang-19 lld-19 llvm-19 libc++-19-dev libc++abi-19-dev python3-clang-19)
 command -v npm >/dev/null || packages_macos+=(npm)  # often there from elsewhere, in conflict with Debian's
-packages_gnustep=(clang-19 libclang-rt-19-dev libgnustep-gui-dev libgnustep-base-dev gobjc++-12 libblocksruntime-dev)
+packages_gnustep=(clang-19 libclang-rt-19-dev libgnustep-gui-dev libgnustep-base-dev gnustep-back0.29-cairo gobjc++-12
+  libblocksruntime-dev xvfb)
 packages_bench=(libbenchmark-dev bfs fd-find time python3 inotify-tools)
 
 # install_packages NAME…: installs those that are missing; quick, and without the network, when none is.

@@ -7,7 +7,7 @@ namespace varnel {
 namespace {
 
 NSMenuItem* drawn(const MenuItem& entry, id<VarnelMenuActions> target) {
-    if (entry.isSeparator) return [NSMenuItem separatorItem];
+    if (entry.isSeparator) return static_cast<NSMenuItem*>([NSMenuItem separatorItem]);
     NSString* const title = ObjectiveC::string(entry.title);
     NSMenuItem* const item = [[[NSMenuItem alloc] initWithTitle:title
                                                          action:entry.action ? selectorOf(*entry.action) : nullptr

@@ -30,15 +30,22 @@ without=(
   DiskEject.TakesADeviceByAnyTextualName
 )
 
+# A display of its own for AppKit's application, on a number that is free.
+exec {display}< <(exec Xvfb -displayfd 1 -screen 0 800x600x24 -nolisten tcp 2>/dev/null)
+server=$!
+trap 'kill "$server" 2>/dev/null' EXIT
+read -r -t 20 -u "$display" number || { echo "no display could be made"; exit 1; }
+export DISPLAY=":$number"
+
 # run PRESET TARGET…
 run() {
   local preset=$1
   shift
   [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset" --target "$@" -- --quiet
-  ctest --preset "$preset" -j "$(nproc)" -L '^(unit|disk|macos|app)$' -E "$(IFS='|' && echo "^(${without[*]})\$")" |
+  ctest --preset "$preset" -j "$(nproc)" --timeout 120 -L '^(unit|disk|macos|app)$' -E "$(IFS='|' && echo "^(${without[*]})\$")" |
     grep -vE '^ +Start +[0-9]|\.\.\. +Passed|^$|sec\*proc'
 }
-run gnustep core_tests disk_tests macos_tests app_tests
-ASAN_OPTIONS=detect_leaks=0 run gnustep-asan macos_tests
+run gnustep core_tests disk_tests macos_tests app_tests appkit_tests
+ASAN_OPTIONS=detect_leaks=0 run gnustep-asan macos_tests appkit_tests
 echo "left out: ${without[*]}"

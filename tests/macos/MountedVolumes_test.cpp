@@ -22,30 +22,29 @@ constexpr const char* threeKeys = "NSURLVolumeIsLocalKey,NSURLVolumeIsRemovableK
 
 TEST(MacMountedVolumes, AsksForWhatPeopleSeeAndForThreeKeys) {
     Fakes::reset();
-    Fakes::volumes = {{.path = "/Volumes/USB"}, {.path = "/Volumes/\u00c4pfel"}};
+    Fakes::setMounted({.volumes = {{.path = "/Volumes/USB"}, {.path = "/Volumes/\u00c4pfel"}}});
     EXPECT_EQ(MountedVolumes::current()->visible(), (Texts{"/Volumes/USB", "/Volumes/\u00c4pfel"}));
-    EXPECT_EQ(Fakes::volumeQuestions, Texts{threeKeys + std::string(" options=2")});
+    EXPECT_EQ(Fakes::volumeQuestions(), Texts{threeKeys + std::string(" options=2")});
 }
 
 TEST(MacMountedVolumes, IsNoneWhereTheSystemCannotBeAsked) {
     Fakes::reset();
-    Fakes::volumesAreUnknown = true;
-    Fakes::volumesCannotBeListed = true;
+    Fakes::setMounted({.isUnknown = true, .cannotBeListed = true});
     EXPECT_EQ(MountedVolumes::current()->visible(), std::nullopt);
     EXPECT_EQ(MountedVolumes::current()->namesInVolumes(), std::nullopt);
 }
 
 TEST(MacMountedVolumes, ListsTheNamesInVolumes) {
     Fakes::reset();
-    Fakes::namesInVolumes = {"USB", ".hidden", "Macintosh HD"};
+    Fakes::setMounted({.names = {"USB", ".hidden", "Macintosh HD"}});
     EXPECT_EQ(MountedVolumes::current()->namesInVolumes(), (Texts{"USB", ".hidden", "Macintosh HD"}));
 }
 
 TEST(MacMountedVolumes, TellsHowAVolumeIsAttached) {
     Fakes::reset();
-    Fakes::volumes = {{.path = "/Volumes/USB", .isLocal = true, .isRemovable = true, .isInternal = false},
-                      {.path = "/Volumes/NAS", .isLocal = false},
-                      {.path = "/Volumes/Disk", .isInternal = true}};
+    Fakes::setMounted({.volumes = {{.path = "/Volumes/USB", .isLocal = true, .isRemovable = true, .isInternal = false},
+                                   {.path = "/Volumes/NAS", .isLocal = false},
+                                   {.path = "/Volumes/Disk", .isInternal = true}}});
     const auto system = MountedVolumes::current();
     const auto usb = system->attachment("/Volumes/USB");
     ASSERT_TRUE(usb);
@@ -54,12 +53,13 @@ TEST(MacMountedVolumes, TellsHowAVolumeIsAttached) {
     EXPECT_EQ(usb->isInternal, false);
     EXPECT_EQ(system->attachment("/Volumes/NAS")->isLocal, false);
     EXPECT_EQ(system->attachment("/Volumes/Disk")->isInternal, true);
-    EXPECT_EQ(Fakes::volumeQuestions.front(), threeKeys + std::string(" options=0"));
+    EXPECT_EQ(Fakes::volumeQuestions().front(), threeKeys + std::string(" options=0"));
 }
 
 TEST(MacMountedVolumes, LeavesAbsentWhatTheSystemDoesNotGive) {
     Fakes::reset();
-    Fakes::volumes = {{.path = "/Volumes/A", .hasValues = false}, {.path = "/Volumes/B", .hasFlags = false}};
+    Fakes::setMounted(
+        {.volumes = {{.path = "/Volumes/A", .hasValues = false}, {.path = "/Volumes/B", .hasFlags = false}}});
     const auto system = MountedVolumes::current();
     EXPECT_FALSE(system->attachment("/Volumes/A"));
     const auto none = system->attachment("/Volumes/B");
@@ -70,9 +70,9 @@ TEST(MacMountedVolumes, LeavesAbsentWhatTheSystemDoesNotGive) {
 TEST(MacMountedVolumes, MakeTheListOfVolumes) {
     Fakes::reset();
     const TemporaryFolder folder;
-    Fakes::volumes = {{.path = folder.folder("disk10"), .isLocal = false},
-                      {.path = folder.folder("disk9"), .isRemovable = true},
-                      {.path = folder.at("gone")}};
+    Fakes::setMounted({.volumes = {{.path = folder.folder("disk10"), .isLocal = false},
+                                   {.path = folder.folder("disk9"), .isRemovable = true},
+                                   {.path = folder.at("gone")}}});
     const auto volumes = VolumeList::all();
     ASSERT_EQ(volumes.size(), 2U);
     EXPECT_EQ(volumes[0].mountPoint, folder.at("disk9"));

@@ -40,7 +40,7 @@ struct MacWatcher {
 
     MacWatcher() {
         Fakes::reset();
-        Fakes::volumes = {{.path = root, .isRemovable = true}};
+        Fakes::setMounted({.volumes = {{.path = root, .isRemovable = true}}});
         const auto targets = [] { return VolumeList::targets(); };
         const auto mounts = MountNotifications::ofSystem();
         watcher = Watcher::create(
@@ -92,11 +92,11 @@ TEST(MacWatcher, FollowsAMountWithoutANewStream) {
     const std::string litter = rig.tree.file("w/.DS_Store");
     Fakes::deliver({litter}, {itemCreated});
     EXPECT_TRUE(rig.tree.has("w/.DS_Store")) << "not a volume yet";
-    Fakes::volumes.push_back({.path = second});
+    Fakes::setMounted({.volumes = {{.path = rig.root}, {.path = second}}});
     Fakes::postMount();
     Fakes::deliver({litter}, {itemCreated});
     EXPECT_FALSE(rig.tree.has("w/.DS_Store"));
-    Fakes::volumes.pop_back();
+    Fakes::setMounted({.volumes = {{.path = rig.root}}});
     Fakes::postUnmount();
     rig.tree.file("w/.DS_Store");
     Fakes::deliver({litter}, {itemCreated});

@@ -25,8 +25,8 @@ NSString* stringOf(const std::string& text) {
 }
 
 void noteQuestion(NSArray* keys, NSUInteger options) {
-    tests::Fakes::volumeQuestions.push_back(std::string([[keys componentsJoinedByString:@","] UTF8String]) +
-                                            " options=" + std::to_string(options));
+    tests::Fakes::noteQuestion(std::string([[keys componentsJoinedByString:@","] UTF8String]) +
+                               " options=" + std::to_string(options));
 }
 
 }  // namespace
@@ -34,9 +34,10 @@ void noteQuestion(NSArray* keys, NSUInteger options) {
 @implementation NSFileManager (VarnelAdditions)
 - (NSArray*)mountedVolumeURLsIncludingResourceValuesForKeys:(NSArray*)keys options:(NSVolumeEnumerationOptions)options {
     noteQuestion(keys, options);
-    if (tests::Fakes::volumesAreUnknown) return nil;
+    const auto state = tests::Fakes::mounted();
+    if (state.isUnknown) return nil;
     NSMutableArray* const urls = [NSMutableArray array];
-    for (const auto& volume : tests::Fakes::volumes)
+    for (const auto& volume : state.volumes)
         [urls addObject:[NSURL fileURLWithPath:stringOf(volume.path) isDirectory:YES]];
     return urls;
 }
@@ -44,9 +45,10 @@ void noteQuestion(NSArray* keys, NSUInteger options) {
 - (NSArray*)contentsOfDirectoryAtPath:(NSString*)path error:(NSError**)error {
     if (error != nullptr) *error = nil;
     if (![path isEqualToString:@"/Volumes"]) breach("only /Volumes is listed");
-    if (tests::Fakes::volumesCannotBeListed) return nil;
+    const auto state = tests::Fakes::mounted();
+    if (state.cannotBeListed) return nil;
     NSMutableArray* const names = [NSMutableArray array];
-    for (const std::string& name : tests::Fakes::namesInVolumes)
+    for (const std::string& name : state.names)
         [names addObject:stringOf(name)];
     return names;
 }
@@ -56,7 +58,8 @@ void noteQuestion(NSArray* keys, NSUInteger options) {
 - (NSDictionary*)resourceValuesForKeys:(NSArray*)keys error:(NSError**)error {
     if (error != nullptr) *error = nil;
     noteQuestion(keys, 0);
-    for (const auto& volume : tests::Fakes::volumes) {
+    const auto state = tests::Fakes::mounted();
+    for (const auto& volume : state.volumes) {
         if (![[self path] isEqualToString:stringOf(volume.path)]) continue;
         if (!volume.hasValues) return nil;
         if (!volume.hasFlags) return [NSDictionary dictionary];
@@ -133,7 +136,9 @@ IMP replace(Class strings, SEL selector, Function* function) {
 }
 
 NSComparisonResult compare(NSString* self, SEL, NSString* other, NSUInteger options) {
-    if (options != (NSCaseInsensitiveSearch | NSLiteralSearch)) breach("a comparison of another kind");
+    if (options != (NSCaseInsensitiveSearch | NSLiteralSearch)) {  // a question of GNUstep's own
+        return [self compare:other options:options range:NSMakeRange(0, [self length])];
+    }
     const bool isEqual = LinuxUnicode::caseFoldedEqual(utf8(self), utf8(other));
     return isEqual ? NSOrderedSame : NSOrderedAscending;
 }

@@ -23,6 +23,7 @@ struct VarnelFakeQueue {
     std::deque<Work> waiting;
     std::map<const void*, void*> specific;
     int owners = 1;
+    bool isGlobal = false;  // its work has a thread each
     bool isEnding = false;
 };
 
@@ -60,6 +61,17 @@ std::uint64_t now() {
 
 }  // namespace
 
+bool varnel::tests::Fakes::runMainItem(std::chrono::milliseconds patience) {
+    VarnelFakeQueue* const queue = dispatch_get_main_queue();
+    std::unique_lock lock(queue->mutex);
+    if (!queue->hasChanged.wait_for(lock, patience, [&] { return !queue->waiting.empty(); })) return false;
+    const Work work = std::move(queue->waiting.front());
+    queue->waiting.pop_front();
+    lock.unlock();
+    work();
+    return true;
+}
+
 dispatch_queue_t dispatch_queue_create(const char*, dispatch_queue_attr_t attributes) {
     if (attributes != DISPATCH_QUEUE_SERIAL) breach("a queue that is not serial");
     auto* const queue = new VarnelFakeQueue;
@@ -81,7 +93,23 @@ void dispatch_release(dispatch_queue_t queue) {
     }
 }
 
+dispatch_queue_t dispatch_get_main_queue(void) {
+    static auto* const queue = new VarnelFakeQueue;
+    return queue;
+}
+
+dispatch_queue_t dispatch_get_global_queue(intptr_t quality, uintptr_t) {
+    if (quality != QOS_CLASS_USER_INITIATED) breach("work for which nobody waits");
+    static auto* const queue = [] {
+        auto* const made = new VarnelFakeQueue;
+        made->isGlobal = true;
+        return made;
+    }();
+    return queue;
+}
+
 void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
+    if (queue->isGlobal) return std::thread(work, context).detach();
     submit(queue, [context, work] { work(context); });
 }
 

@@ -20,25 +20,18 @@ namespace {
 std::mutex mutex;
 std::vector<std::string> calls;
 std::vector<std::string> messages;
+std::vector<std::string> questions;
+MountedState state;
 
 }  // namespace
-
-std::vector<FakeVolume> volumes;
-bool volumesAreUnknown = false;
-std::vector<std::string> volumeQuestions;
-std::vector<std::string> namesInVolumes;
-bool volumesCannotBeListed = false;
 
 void reset() {
     const std::lock_guard lock(mutex);
     calls.clear();
     messages.clear();
     streamRefusals = {};
-    volumes.clear();
-    volumesAreUnknown = false;
-    volumeQuestions.clear();
-    namesInVolumes.clear();
-    volumesCannotBeListed = false;
+    questions.clear();
+    state = {};
 }
 
 void breach(const char* what) {
@@ -54,6 +47,26 @@ std::vector<std::string> streamCalls() {
 void note(const std::string& streamCall) {
     const std::lock_guard lock(mutex);
     calls.push_back(streamCall);
+}
+
+void setMounted(MountedState mounted) {
+    const std::lock_guard lock(mutex);
+    state = std::move(mounted);
+}
+
+MountedState mounted() {
+    const std::lock_guard lock(mutex);
+    return state;
+}
+
+std::vector<std::string> volumeQuestions() {
+    const std::lock_guard lock(mutex);
+    return questions;
+}
+
+void noteQuestion(const std::string& question) {
+    const std::lock_guard lock(mutex);
+    questions.push_back(question);
 }
 
 std::vector<std::string> logged() {

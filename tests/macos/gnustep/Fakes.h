@@ -4,6 +4,7 @@
 // for; each test begins with reset().
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -16,6 +17,9 @@ void reset();
 
 /// Ends the process: something was done that macOS answers with a crash or a hang.
 [[noreturn]] void breach(const char* what);
+
+/// Runs one piece of work that was handed to the main queue; false where none comes in that time.
+bool runMainItem(std::chrono::milliseconds patience);
 
 // The file-system event service.
 
@@ -49,15 +53,19 @@ struct FakeVolume {
     bool hasValues = true;  ///< The system gives them at all.
     bool hasFlags = true;   ///< The answer holds each of them.
 };
-/// What the file manager tells; unset, it tells nothing.
-extern std::vector<FakeVolume> volumes;
-extern bool volumesAreUnknown;
-/// How it was asked: the keys, joined by commas, and the options.
-extern std::vector<std::string> volumeQuestions;
+/// What the file manager tells.
+struct MountedState {
+    std::vector<FakeVolume> volumes = {};
+    bool isUnknown = false;               ///< It tells nothing of volumes.
+    std::vector<std::string> names = {};  ///< In the folder "/Volumes", which is never touched.
+    bool cannotBeListed = false;          ///< That folder.
+};
+void setMounted(MountedState state);
+MountedState mounted();
 
-/// What the listing of "/Volumes" gives. The folder itself is never touched.
-extern std::vector<std::string> namesInVolumes;
-extern bool volumesCannotBeListed;
+/// How it was asked: the keys, joined by commas, and the options.
+std::vector<std::string> volumeQuestions();
+void noteQuestion(const std::string& question);
 
 /// Posts the workspace's notification on the calling thread.
 void postMount();
