@@ -30,11 +30,16 @@ cd "$copy"
 interfaces() { scripts/macos/make-sdk.sh; }
 build() { scripts/macos/make-sdk.sh && cmake --preset macos-check && cmake --build --preset macos-check -- --quiet; }
 binary() { build && scripts/macos/check-binary.py build/macos-check/bin/varnel 13.0; }
+bundle() { build && scripts/macos/check-bundle.py build/macos-check/bin/Varnel.app 0.1.0 13.0; }
 analyzer() { build && scripts/macos/analyze.py build/macos-check; }
 gnustep() {
   cmake --preset gnustep-asan && cmake --build --preset gnustep-asan --target macos_tests core_tests -- --quiet &&
     timeout 120 build/gnustep-asan/bin/macos_tests &&
     timeout 120 build/gnustep-asan/bin/core_tests --gtest_filter='SerialQueue*'
+}
+desktop() {
+  cmake --preset gnustep-asan && cmake --build --preset gnustep-asan --target appkit_tests -- --quiet &&
+    timeout 120 build/gnustep-asan/bin/appkit_tests
 }
 pools() { gnustep && ! grep -q 'without pool' ladder.log; }
 
@@ -67,7 +72,14 @@ PYTHON
   touch "$file"
 }
 
-for rung in binary analyzer pools; do
+# A display of its own for AppKit's application.
+exec {display}< <(exec Xvfb -displayfd 1 -screen 0 800x600x24 -nolisten tcp 2>/dev/null)
+server=$!
+trap 'kill "$server" 2>/dev/null' EXIT
+read -r -t 20 -u "$display" number || { echo "no display could be made"; exit 1; }
+export DISPLAY=":$number"
+
+for rung in binary bundle analyzer pools desktop; do
   passes "$rung" || { cat ladder.log; echo "the rung $rung fails without any fault"; exit 1; }
 done
 
@@ -151,6 +163,64 @@ fault 'a slash that stays' gnustep $layer/Path.mm 'return standardized(text, ' '
 fault 'objects without a pool' pools $layer/MountedVolumes.mm '        @autoreleasepool {
             NSArray<NSURL*>*' '        {
             NSArray<NSURL*>*'
+
+readonly appkit=app/appkit plist=packaging/macos/Info.plist.in
+
+fault 'a misspelt action' build $appkit/MenuDrawing.mm '@selector(chooseFolder:)' '@selector(choosFolder:)'
+fault 'an action that nobody answers' build $appkit/ApplicationDelegate.mm '- (void)showLog:' '- (void)showLogs:'
+fault 'a setting of the wrong kind' build $appkit/AppKitDesktop.mm 'setBool:value forKey:string(key)' 'setBool:value forKey:key'
+fault 'a format that does not fit a string' build $appkit/AppKitDesktop.mm '@"%@"' '@"%d"'
+fault 'an error of the wrong class' build $appkit/AppKitDesktop.mm 'NSError* error = nil' 'NSString* error = nil'
+
+fault 'a misspelt delegate method' bundle $appkit/ApplicationDelegate.mm '- (void)menuNeedsUpdate:' '- (void)menuNeedUpdate:'
+fault 'a service that nobody answers' bundle $plist 'cleanUsingVarnel<' 'cleanWithVarnel<'
+fault 'a place in the Dock' bundle $plist '<key>LSUIElement</key>' '<key>LSUIElements</key>'
+fault 'a variable that is not filled in' bundle $plist '${CMAKE_OSX_DEPLOYMENT_TARGET}' '$(DEPLOYMENT_TARGET)'
+fault 'a disk that may not be asked for' bundle $plist \
+  'NSRemovableVolumesUsageDescription' 'NSRemovableVolumeUsageDescription'
+
+fault 'an alert that leaks' analyzer $appkit/AppKitDesktop.mm \
+  '[[[NSAlert alloc] init] autorelease]' '[[NSAlert alloc] init]'
+fault 'an entry released too often' analyzer $appkit/MenuDrawing.mm \
+  '[menu addItem:drawn(entry, target)];' '{ NSMenuItem* const one = drawn(entry, target); [menu addItem:one]; [one release]; }'
+
+fault 'a status item that is not kept' desktop $appkit/AppKitDesktop.mm 'statusItem_.emplace(shown);' ''
+fault 'a menu without its delegate' desktop $appkit/AppKitDesktop.mm '[menu setDelegate:delegate_];' ''
+fault 'a menu that enables what it likes' desktop $appkit/AppKitDesktop.mm '[menu setAutoenablesItems:NO];' ''
+fault 'an image that is no template' desktop $appkit/AppKitDesktop.mm '[image setTemplate:item.isTemplate];' ''
+fault 'an entry without its path' desktop $appkit/MenuDrawing.mm \
+  'if (entry.representedObject) [item' 'if (entry.representedObject && entry.submenu.size() > 9) [item'
+fault 'an entry without its target' desktop $appkit/MenuDrawing.mm 'if (entry.action) [item setTarget:target];' ''
+fault 'one command for another' desktop $appkit/MenuDrawing.mm \
+  'return @selector(scanVolume:);' 'return @selector(cleanVolume:);'
+fault 'a check mark on everything' desktop $appkit/MenuDrawing.mm \
+  '== MenuItem::CheckState::on ?' '!= MenuItem::CheckState::on ?'
+fault 'a menu that grows' desktop $appkit/MenuDrawing.mm '[menu removeAllItems];' ''
+fault 'buttons from right to left' desktop $appkit/AppKitDesktop.mm \
+  'for (const std::string& button : alert.buttons)
+            [panel addButtonWithTitle:string(button)];' \
+  'for (auto button = alert.buttons.rbegin(); button != alert.buttons.rend(); ++button)
+            [panel addButtonWithTitle:string(*button)];'
+fault 'an alert behind other windows' desktop $appkit/AppKitDesktop.mm 'bringToFront();
+        return' 'return'
+fault 'any answer taken for yes' desktop $appkit/AppKitDesktop.mm '== NSAlertFirstButtonReturn' '>= NSAlertFirstButtonReturn'
+fault 'a report of another size' desktop $appkit/AppKitDesktop.mm '520, 240' '520, 24'
+fault 'a report that can be edited' desktop $appkit/AppKitDesktop.mm '[view setEditable:NO];' ''
+fault 'a warning that is none' desktop $appkit/AppKitDesktop.mm \
+  'if (alert.style == Alert::Style::warning)' 'if (alert.style != Alert::Style::warning)'
+fault 'a panel that cannot be cancelled' desktop $appkit/AppKitDesktop.mm '[shown runModal] != NSModalResponseOK ||' '[shown runModal];
+        if ('
+fault 'a setting that is always there' desktop $appkit/AppKitDesktop.mm '== nil) return std::nullopt;
+        return [defaults' '== defaults) return std::nullopt;
+        return [defaults'
+fault 'approval taken for consent' desktop $appkit/AppKitDesktop.mm \
+  '== SMAppServiceStatusEnabled' '>= SMAppServiceStatusEnabled'
+fault 'registration the wrong way round' desktop $appkit/AppKitDesktop.mm 'if (opens ? ' 'if (!opens ? '
+fault 'work on the wrong thread' desktop $appkit/AppKitDesktop.mm \
+  'dispatch_get_global_queue(QOS_CLASS_USER_INITIATED, 0)' 'dispatch_get_main_queue()'
+fault 'a service of the wrong form' desktop $appkit/ApplicationDelegate.mm '[self cleanUsingVarnel:pasteboard];' ''
+fault 'names that are no texts' desktop $appkit/ApplicationDelegate.mm 'if (!one) return std::nullopt;' 'if (!one) continue;'
+fault 'an end that never comes' desktop $appkit/ApplicationDelegate.mm '::_exit(0);' ''
 
 echo "$found found, ${#missed[@]} missed"
 [ ${#missed[@]} -eq 0 ]
