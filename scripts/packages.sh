@@ -2,7 +2,7 @@
 # Sourced by the other scripts: what they need from Debian, and how it gets on the machine.
 
 packages_build=(g++ cmake ninja-build ccache pkg-config libicu-dev nlohmann-json3-dev libasio-dev libmount-dev
-  libsystemd-dev libcli11-dev libplist-dev qt6-base-dev qt6-svg-dev libxcb1-dev)
+  libsystemd-dev libcli11-dev libplist-dev qt6-base-dev qt6-svg-dev)
 packages_package=(build-essential debhelper python3)
 packages_volumes=(exfat-fuse exfatprogs fuse3 mount util-linux)
 packages_test=(libgtest-dev libgmock-dev python3 procps clang-format-14 strace acl attr e2fsprogs xfsprogs btrfs-progs ntfs-3g

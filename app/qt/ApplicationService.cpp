@@ -16,7 +16,9 @@ const QLatin1String name("com.quorin.Varnel");
 const QLatin1String path("/com/quorin/Varnel");
 const QLatin1String interface("org.freedesktop.Application");
 
-constexpr int patience = 10'000;  // milliseconds
+// Milliseconds.
+constexpr int patience = 10'000;
+constexpr int patienceAtTheEnd = 1'000;
 
 /// What lets the running instance come to the front on behalf of this launch.
 QVariantMap platformData() {
@@ -40,6 +42,15 @@ ApplicationService::Role ApplicationService::takeName() {
     // The object first: nobody can then call one that is not there yet.
     if (!bus_.isConnected() || !bus_.registerObject(path, this, QDBusConnection::ExportAdaptors)) return Role::unknown;
     return bus_.registerService(name) ? Role::first : Role::second;
+}
+
+void ApplicationService::leaveName() {
+    if (!bus_.isConnected()) return;
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                                       QStringLiteral("org.freedesktop.DBus"), QStringLiteral("ReleaseName"));
+    call << QString(name);
+    bus_.call(call, QDBus::Block, patienceAtTheEnd);
 }
 
 std::expected<void, QString> ApplicationService::handOver(const LaunchArguments& arguments) {

@@ -38,6 +38,9 @@ public:
     /// Becomes the running instance, unless there is one. Requests of others wait for provide().
     Role takeName();
 
+    /// Is the running instance no longer: the next launch becomes it. Answers that were given before have then arrived.
+    void leaveName();
+
     /// Hands a launch over to the running instance. The error is a line for people.
     std::expected<void, QString> handOver(const LaunchArguments& arguments);
 

@@ -7,10 +7,8 @@
 #include <QFile>
 #include <QMetaObject>
 #include <QThread>
-#include <QTimer>
 #include <QUrl>
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <string_view>
 #include <system_error>
@@ -21,7 +19,6 @@
 #include "app/Pasteboard.h"
 #include "app/qt/AlertDialog.h"
 #include "app/qt/FilePanel.h"
-#include "app/qt/FrontWindow.h"
 #include "app/qt/QtText.h"
 
 namespace varnel {
@@ -35,9 +32,10 @@ constexpr std::array<std::pair<std::string_view, MenuAction>, 4> namedActions = 
     {"quit", MenuAction::quit},
 }};
 
-// A window manager that has not yet seen the window, or is busy with another, forgets the request.
-constexpr int attempts = 10;
-constexpr std::chrono::milliseconds betweenAttempts{150};
+void bringToFront(QDialog& dialog) {
+    dialog.raise();
+    dialog.activateWindow();
+}
 
 constexpr const char* loginAdvice = "Varnel must be able to write to the folder of programs that are started at login.";
 
@@ -96,7 +94,7 @@ void QtDesktop::perform(MenuAction action, const std::optional<std::string>& rep
     if (!delegate || isEnding_) return;
     if (!open_.empty() && action != MenuAction::quit) {
         // A question is open, and waits for its answer before anything else is done.
-        FrontWindow::bring(*open_.back());
+        bringToFront(*open_.back());
         return;
     }
     delegate->perform(action, representedObject);
@@ -108,13 +106,7 @@ int QtDesktop::run(QDialog& dialog) {
     open_.push_back(&dialog);
     dialog.setModal(true);
     dialog.show();
-    FrontWindow::bring(dialog);
-    QTimer insisting;
-    QObject::connect(&insisting, &QTimer::timeout, &dialog, [&insisting, &dialog, tries = attempts]() mutable {
-        if (dialog.isActiveWindow() || --tries == 0) return insisting.stop();
-        FrontWindow::bring(dialog);
-    });
-    insisting.start(betweenAttempts);
+    bringToFront(dialog);
     const int result = dialog.exec();
     open_.pop_back();
     return isEnding_ ? QDialog::Rejected : result;
@@ -160,6 +152,7 @@ std::optional<std::string> QtDesktop::pathOfURL(const std::string& url) const {
 
 void QtDesktop::terminate() {
     isEnding_ = true;
+    service_.leaveName();
     // Of every loop, those of open alerts as well.
     QCoreApplication::exit(0);
 }

@@ -48,6 +48,7 @@ class DesktopSession {
 public:
     struct Options {
         bool hasBus = true;
+        bool hasWindowManager = true;  ///< Without one what is typed goes where the mouse is.
         std::string screen = "1280x900x24";
     };
 
