@@ -28,3 +28,5 @@ set(CMAKE_INSTALL_NAME_TOOL llvm-install-name-tool-19)
 foreach(language C CXX OBJCXX)
   set(CMAKE_${language}_CREATE_STATIC_LIBRARY "llvm-libtool-darwin-19 -static -o <TARGET> <OBJECTS>")
 endforeach()
+# A program that cannot run cannot say which tests it has.
+set(CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE PRE_TEST)

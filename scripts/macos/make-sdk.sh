@@ -63,6 +63,10 @@ stub "$sdk/usr/lib/libc++.tbd" /usr/lib/libc++.1.dylib "${symbols[@]}"
 for library in nlohmann CLI; do cp -r "/usr/include/$library" "$sdk/usr/include/"; done
 for library in nlohmann_json CLI11; do cp -r "/usr/share/cmake/$library" "$sdk/usr/share/cmake/"; done
 
+# The tests' library, from its sources.
+mkdir -p "$sdk/usr/share/cmake/GTest"
+cp scripts/macos/sdk/GTestConfig.cmake "$sdk/usr/share/cmake/GTest/"
+
 # Frameworks: their headers are written by hand and held against the metadata; what the linker reads follows from them.
 for header in scripts/macos/sdk/frameworks/*.h; do
   name=$(basename "$header" .h)
