@@ -5,7 +5,7 @@ target_compile_options(VarnelWarnings INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast>
   -Wcast-align -Wnull-dereference -Wimplicit-fallthrough)
 target_compile_options(VarnelWarnings INTERFACE $<$<COMPILE_LANGUAGE:OBJCXX>:
-  -Wundeclared-selector -Wstrict-selector-match -Wobjc-missing-super-calls -Wnullable-to-nonnull-conversion
+  -Wundeclared-selector -Wobjc-missing-super-calls -Wnullable-to-nonnull-conversion
   -Wunguarded-availability -Wformat=2>)
 # GCC 12 sees null dereferences and overlapping copies inside its own inlined library code once it optimises.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

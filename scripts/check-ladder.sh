@@ -41,6 +41,10 @@ desktop() {
   cmake --preset gnustep-asan && cmake --build --preset gnustep-asan --target appkit_tests -- --quiet &&
     timeout 120 build/gnustep-asan/bin/appkit_tests
 }
+main() {
+  cmake --preset gnustep-asan && cmake --build --preset gnustep-asan --target varnel_main -- --quiet &&
+    (cd build/gnustep-asan && ctest -R MacMain --timeout 60)
+}
 pools() { gnustep && ! grep -q 'without pool' ladder.log; }
 
 # passes RUNG: whether the rung finds nothing; what it says goes to ladder.log.
@@ -79,7 +83,7 @@ trap 'kill "$server" 2>/dev/null' EXIT
 read -r -t 20 -u "$display" number || { echo "no display could be made"; exit 1; }
 export DISPLAY=":$number"
 
-for rung in binary bundle analyzer pools desktop; do
+for rung in binary bundle analyzer pools desktop main; do
   passes "$rung" || { cat ladder.log; echo "the rung $rung fails without any fault"; exit 1; }
 done
 
@@ -221,6 +225,13 @@ fault 'work on the wrong thread' desktop $appkit/AppKitDesktop.mm \
 fault 'a service of the wrong form' desktop $appkit/ApplicationDelegate.mm '[self cleanUsingVarnel:pasteboard];' ''
 fault 'names that are no texts' desktop $appkit/ApplicationDelegate.mm 'if (!one) return std::nullopt;' 'if (!one) continue;'
 fault 'an end that never comes' desktop $appkit/ApplicationDelegate.mm '::_exit(0);' ''
+
+fault 'a launch that nobody hears of' main $appkit/main.mm '[application setDelegate:forwarder];' ''
+fault 'a desktop without its delegate' main $appkit/main.mm 'desktop->setDelegate(forwarder);' ''
+fault 'an icon in the Dock' main $appkit/main.mm \
+  '[application setActivationPolicy:NSApplicationActivationPolicyAccessory];' ''
+fault 'a volume that is kept in use' main $appkit/main.mm '::chdir("/")' '::chdir("/tmp")'
+fault 'a pipe that ends it' main $appkit/main.mm '::signal(SIGPIPE, SIG_IGN);' ''
 
 echo "$found found, ${#missed[@]} missed"
 [ ${#missed[@]} -eq 0 ]

@@ -9,6 +9,7 @@
 #endif
 
 #include <pwd.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <cerrno>

@@ -47,8 +47,8 @@ run() {
     grep -vE '^ +Start +[0-9]|\.\.\. +Passed|^$|sec\*proc'
 }
 if [ "${1:-}" = --sanitized ]; then
-  ASAN_OPTIONS=detect_leaks=0 run gnustep-asan macos_tests appkit_tests
+  ASAN_OPTIONS=detect_leaks=0 run gnustep-asan macos_tests appkit_tests varnel_main
 else
-  run gnustep core_tests disk_tests macos_tests app_tests appkit_tests
+  run gnustep core_tests disk_tests macos_tests app_tests appkit_tests varnel_main
 fi
 echo "left out: ${without[*]}"
