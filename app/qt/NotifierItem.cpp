@@ -24,6 +24,11 @@ NotifierItem::NotifierItem(StatusItem item, MenuExport::Source source, OnChoice 
       bus_(QString()),
       service_(QStringLiteral("org.kde.StatusNotifierItem-%1-1").arg(QCoreApplication::applicationPid())) {}
 
+NotifierItem::~NotifierItem() {
+    // The bar takes the item away when the name goes, which the end of the process alone may not bring about in time.
+    if (bus_.isConnected()) bus_.unregisterService(service_);
+}
+
 bool NotifierItem::offerOn(const QDBusConnection& bus) {
     bus_ = bus;
     if (!bus_.isConnected() || !menu_.exportOn(bus_, QLatin1String(NotifierItemAdaptor::menuPath)) ||

@@ -25,6 +25,8 @@ class NotifierItem final : public QObject {
 public:
     NotifierItem(StatusItem item, MenuExport::Source source, OnChoice onChoice);
 
+    ~NotifierItem() override;
+
     /// Offers the item on the bus, now and whenever a bar appears. False where the bus does not let us.
     bool offerOn(const QDBusConnection& bus);
 

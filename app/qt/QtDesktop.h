@@ -35,6 +35,10 @@ public:
     void open(const std::vector<std::string>& urls);
     void activateAction(const std::string& name);
 
+    /// Takes the status item away. To be called when the event loop has ended: what is left to be done may take a
+    /// while, and a process that waits for a dead disk cannot be ended at all.
+    void leave() { statusArea_.reset(); }
+
     void provideServices() final;
     void showStatusItem(const StatusItem& item) final;
     bool ask(const Alert& alert) final;

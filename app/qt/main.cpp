@@ -79,6 +79,7 @@ int run(QApplication& application, const LaunchArguments& arguments) {
         if (arguments.action) desktop->activateAction(*arguments.action);
     });
     const int status = application.exec();
+    desktop->leave();
     delegate->applicationWillTerminate();
     // Work in the background may still hold the delegate, or hang on a dead disk: it is abandoned.
     std::fflush(nullptr);

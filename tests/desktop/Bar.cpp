@@ -2,6 +2,7 @@
 #include "tests/desktop/Bar.h"
 
 #include <QDBusArgument>
+#include <QDBusConnectionInterface>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
 #include <QVariantMap>
@@ -91,6 +92,15 @@ bool Bar::hasItem() {
     bus_.connect(items_.last(), menuPath_, menuInterface, QStringLiteral("ItemsPropertiesUpdated"), this,
                  SLOT(propertiesUpdated(QDBusMessage)));
     return true;
+}
+
+bool Bar::isItemThere() const {
+    return bus_.interface()->isServiceRegistered(items_.last());
+}
+
+bool Bar::hasNewItem() {
+    const auto before = items_.size();
+    return happens([&] { return items_.size() > before; });
 }
 
 void Bar::layoutUpdated(uint /*revision*/, int /*parent*/) {

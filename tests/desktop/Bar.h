@@ -47,6 +47,12 @@ public:
     /// Waits for the item; false where none comes.
     bool hasItem();
 
+    /// Whether the program still offers the item.
+    bool isItemThere() const;
+
+    /// Waits for an item beside those that came before.
+    bool hasNewItem();
+
     QVariant property(const QString& name);
     std::string toolTip();
     QList<int> imageSizes();
