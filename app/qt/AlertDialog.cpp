@@ -18,6 +18,7 @@
 #include <QStyle>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <string>
 
 #include "app/qt/QtText.h"
 #include "app/qt/WrappingLabel.h"

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "app/qt/ApplicationAdaptor.h"
 
+#include <string>
+#include <vector>
+
 #include "app/qt/ApplicationService.h"
 #include "app/qt/QtText.h"
 

@@ -19,10 +19,12 @@ class ApplicationAdaptor final : public QDBusAbstractAdaptor {
 public:
     explicit ApplicationAdaptor(ApplicationService* service);
 
+    // NOLINTBEGIN(readability-identifier-naming): the names are the interface's
 public slots:  // NOLINT(readability-redundant-access-specifiers): a slot is what D-Bus can call
     void Activate(const QVariantMap& platformData);
     void Open(const QStringList& uris, const QVariantMap& platformData);
     void ActivateAction(const QString& actionName, const QVariantList& parameter, const QVariantMap& platformData);
+    // NOLINTEND(readability-identifier-naming)
 
 private:
     ApplicationService* const service_;

@@ -4,7 +4,11 @@
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QVariantList>
+#include <expected>
+#include <functional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "app/qt/ApplicationAdaptor.h"
 #include "app/qt/QtText.h"

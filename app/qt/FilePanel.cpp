@@ -62,7 +62,7 @@ void FilePanel::accept() {
         return;
     }
     path_ = QFile::encodeName(path).toStdString();
-    QDialog::accept();
+    QDialog::accept();  // NOLINT(bugprone-parent-virtual-call): the file dialog's own would not take a file
 }
 
 }  // namespace varnel

@@ -3,7 +3,12 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <expected>
+#include <span>
+#include <string>
 #include <string_view>
+
+#include "core/base/Path.h"
 
 namespace varnel {
 namespace {
@@ -54,7 +59,7 @@ std::expected<LaunchArguments, std::string> LaunchArguments::parse(std::span<con
             if (isURL(word)) {
                 arguments.urls.push_back(word);
             } else {
-                arguments.urls.push_back(fileURL(word.starts_with('/') ? word : folder + "/" + word));
+                arguments.urls.push_back(fileURL(word.starts_with('/') ? word : Path::joined(folder, word)));
             }
         } else if (word == "--") {
             mayBeOption = false;

@@ -11,7 +11,9 @@
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <QStringList>
+#include <expected>
 #include <optional>
+#include <utility>
 
 namespace varnel {
 namespace {
@@ -22,7 +24,7 @@ const QLatin1String group("[Desktop Entry]");
 std::optional<QMap<QString, QString>> entryKeys(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return std::nullopt;
-    constexpr qint64 enough = 64 * 1024;
+    constexpr qint64 enough = 65'536;
     QMap<QString, QString> keys;
     bool isInGroup = false;
     const QStringList lines = QString::fromUtf8(file.read(enough)).split(QLatin1Char('\n'));

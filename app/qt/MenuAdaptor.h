@@ -30,6 +30,7 @@ public:
     QString status() const { return QStringLiteral("normal"); }
     QStringList iconThemePath() const { return {}; }
 
+    // NOLINTBEGIN(readability-identifier-naming): the names are the interface's
 public slots:  // NOLINT(readability-redundant-access-specifiers): a slot is what D-Bus can call
     uint GetLayout(int parentId, int recursionDepth, const QStringList& propertyNames, varnel::MenuNode& layout);
     QList<varnel::MenuProperties> GetGroupProperties(const QList<int>& ids, const QStringList& propertyNames);
@@ -44,6 +45,7 @@ signals:
                                 const QList<varnel::MenuPropertyNames>& removedProps);
     void LayoutUpdated(uint revision, int parent);
     void ItemActivationRequested(int id, uint timestamp);
+    // NOLINTEND(readability-identifier-naming)
 
 private:
     MenuExport* const menu_;

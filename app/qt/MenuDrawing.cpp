@@ -3,6 +3,7 @@
 
 #include <QAction>
 #include <QMenu>
+#include <string>
 
 #include "app/qt/QtText.h"
 

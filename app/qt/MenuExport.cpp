@@ -3,6 +3,7 @@
 
 #include <QMetaObject>
 #include <QVariantMap>
+#include <cstdint>
 #include <utility>
 
 #include "app/qt/MenuAdaptor.h"

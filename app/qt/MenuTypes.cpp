@@ -20,6 +20,7 @@ void registerMenuTypes() {
     qDBusRegisterMetaType<BarToolTip>();
 }
 
+// NOLINTBEGIN(bugprone-return-const-ref-from-parameter): the shape in which QtDBus looks for these operators
 QDBusArgument& operator<<(QDBusArgument& to, const MenuNode& node) {
     to.beginStructure();
     to << node.number << node.properties;
@@ -115,5 +116,7 @@ const QDBusArgument& operator>>(const QDBusArgument& from, BarToolTip& toolTip) 
     from.endStructure();
     return from;
 }
+
+// NOLINTEND(bugprone-return-const-ref-from-parameter)
 
 }  // namespace varnel

@@ -52,6 +52,7 @@ public:
     bool itemIsMenu() const { return true; }
     QDBusObjectPath menu() const { return QDBusObjectPath(QLatin1String(menuPath)); }
 
+    // NOLINTBEGIN(readability-identifier-naming): the names are the interface's
 public slots:  // NOLINT(readability-redundant-access-specifiers): a slot is what D-Bus can call
     void ContextMenu(int x, int y);
     void Activate(int x, int y);
@@ -66,6 +67,7 @@ signals:
     void NewOverlayIcon();
     void NewToolTip();
     void NewStatus(const QString& status);
+    // NOLINTEND(readability-identifier-naming)
 
 private:
     NotifierItem* const item_;

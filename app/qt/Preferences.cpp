@@ -6,6 +6,7 @@
 #include <QSettings>
 #include <QStandardPaths>
 #include <QVariant>
+#include <optional>
 
 namespace varnel {
 

@@ -10,10 +10,16 @@
 #include <QUrl>
 #include <array>
 #include <cstdio>
+#include <expected>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "app/FileURL.h"
 #include "app/Pasteboard.h"

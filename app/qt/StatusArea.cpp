@@ -6,6 +6,9 @@
 #include <QDBusConnection>
 #include <QEvent>
 #include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "app/qt/QtText.h"

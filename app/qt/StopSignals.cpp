@@ -9,6 +9,9 @@
 
 #include <array>
 #include <cerrno>
+#include <functional>
+#include <memory>
+#include <utility>
 
 namespace varnel {
 namespace {

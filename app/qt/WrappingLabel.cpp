@@ -7,6 +7,7 @@
 #include <QSizePolicy>
 #include <QTextLayout>
 #include <QTextOption>
+#include <algorithm>
 #include <cmath>
 
 namespace varnel {
