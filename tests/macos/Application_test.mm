@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -250,6 +251,10 @@ int main(int argc, char** argv) {
     @autoreleasepool {
         testing::InitGoogleTest(&argc, argv);
         testing::AddGlobalTestEnvironment(new Application);
-        return RUN_ALL_TESTS();
+        const int result = RUN_ALL_TESTS();
+        // As the application does: the threads of the queues are not waited for, so nothing may be torn down under
+        // them.
+        std::fflush(nullptr);
+        ::_exit(result);
     }
 }

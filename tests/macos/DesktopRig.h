@@ -45,7 +45,12 @@ struct DesktopRig {
         forwarder = [[VarnelApplicationDelegate alloc] initWithDelegate:delegate];
         desktop->setDelegate(forwarder);
     }
-    ~DesktopRig() { [forwarder release]; }
+    /// Ends as the application does: nothing of it may still work when the next test, or the end of the process, takes
+    /// the stand-ins away.
+    ~DesktopRig() {
+        delegate->applicationWillTerminate();
+        [forwarder release];
+    }
     DesktopRig(const DesktopRig&) = delete;
     DesktopRig& operator=(const DesktopRig&) = delete;
 
