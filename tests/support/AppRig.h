@@ -95,6 +95,11 @@ struct AppRig {
         ports.menuPatience = std::chrono::seconds(20);
     }
 
+    /// What still waits holds the application, which holds the desktop that it waits on.
+    ~AppRig() { desktop->drop(); }
+    AppRig(const AppRig&) = delete;
+    AppRig& operator=(const AppRig&) = delete;
+
     /// Made at the first use, so that a test can change the ports before.
     AppDelegate& app() {
         if (!delegate) delegate = AppDelegate::create(desktop, ports);

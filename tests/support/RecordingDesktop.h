@@ -132,6 +132,12 @@ public:
         }
     }
 
+    /// Lets go of the work that waits, as the end of the process does.
+    void drop() {
+        while (taken(background_) || taken(main_)) {
+        }
+    }
+
     std::size_t waitingInBackground() const { return background_.size(); }
     std::size_t waitingOnMain() const { return main_.size(); }
 
