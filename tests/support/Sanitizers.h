@@ -16,4 +16,17 @@ inline constexpr bool hasThreadSanitizer = false;
 inline constexpr bool hasThreadSanitizer = false;
 #endif
 
+/// Whether this build watches its memory. Such a process looks for leaks when it ends.
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool hasAddressSanitizer = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+inline constexpr bool hasAddressSanitizer = true;
+#else
+inline constexpr bool hasAddressSanitizer = false;
+#endif
+#else
+inline constexpr bool hasAddressSanitizer = false;
+#endif
+
 }  // namespace varnel::tests
