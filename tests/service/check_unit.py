@@ -102,6 +102,8 @@ def suffices(unit, varnel):
                 env={**os.environ, "HOME": home, "ASAN_OPTIONS": "detect_leaks=0"})
         try:
             wait_until("the watch begins", lambda: "WATCH started" in open(out).read())
+            pid = int(subprocess.run(["pgrep", "-P", str(watch.pid)], check=True, stdout=subprocess.PIPE).stdout)
+            os.kill(pid, signal.SIGSTOP)  # or it would take the litter before it is given away
             litter = []
             for root in (share, volume):
                 for name, mode in (("theirs", 0o700), ("sticky", 0o1777)):
@@ -115,10 +117,10 @@ def suffices(unit, varnel):
                     os.chown(os.path.join(box, "__MACOSX"), 65534, 65534)
                     os.chown(box, 65533, 65533)
                     os.chmod(box, mode)
+            os.kill(pid, signal.SIGCONT)
             wait_until("all litter goes", lambda: not any(os.path.exists(path) for path in litter))
             with open(calls) as lines:
                 made = set(re.findall(r"(?m)^\d+ +(?:<\.\.\. )?(\w+)[( ]", lines.read()))
-            pid = int(subprocess.run(["pgrep", "-P", str(watch.pid)], check=True, stdout=subprocess.PIPE).stdout)
             os.kill(pid, signal.SIGTERM)
             status = watch.wait(20)
         finally:
