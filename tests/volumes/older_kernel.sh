@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs tests that depend on the kernel under the one of user-mode Linux, which is Debian's own 6.1 and has drivers that
 # machines for building often lack: FAT and HFS of the kernel. The system inside is this one, read-only, with its
-# temporary folders in memory.
+# temporary folders in memory and the programs where they were built.
 #   older_kernel.sh FOLDER-OF-PROGRAMS
 set -euo pipefail
 programs=$(realpath "$1")
@@ -20,7 +20,11 @@ export PATH=/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/tmp/home LC_ALL=C
 mount -t proc proc /proc
 mount -t sysfs sys /sys
 cp "$work/tests" /dev/tests
+mkdir /dev/programs
+mount --bind "$programs" /dev/programs
 for folder in /tmp /run; do mount -t tmpfs tmpfs \$folder; done
+mkdir -p "$programs"
+mount --bind /dev/programs "$programs"
 mkdir -p /tmp/home /tmp/modules/lib/modules
 ln -s "/usr/lib/uml/modules/\$(uname -r)" "/tmp/modules/lib/modules/\$(uname -r)"
 for module in vfat nls_cp437 nls_iso8859-1 nls_utf8 fuse loop hfs; do modprobe -q -d /tmp/modules \$module; done
