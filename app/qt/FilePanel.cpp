@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "app/qt/FilePanel.h"
 
+#include <QDialogButtonBox>
 #include <QDir>
+#include <QEvent>
 #include <QFile>
 #include <QFileInfo>
+#include <QLineEdit>
 #include <QStandardPaths>
 #include <QStringList>
 #include <QUrl>
@@ -29,7 +32,9 @@ QList<QUrl> places() {
 
 FilePanel::FilePanel(const OpenPanel& panel, QWidget* parent)
     : QFileDialog(parent), canChooseDirectories_(panel.canChooseDirectories), canChooseFiles_(panel.canChooseFiles) {
+    // First: until then a desktop with a dialog of its own has Qt make no widgets at all.
     setOption(QFileDialog::DontUseNativeDialog);
+    setOption(QFileDialog::ReadOnly);  // here something is chosen, nothing made, renamed or deleted
     setFileMode(canChooseDirectories_ ? QFileDialog::Directory : QFileDialog::ExistingFile);
     setOption(QFileDialog::ShowDirsOnly, !canChooseFiles_);
     setFilter(QDir::AllEntries | QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
@@ -47,6 +52,24 @@ FilePanel::FilePanel(const OpenPanel& panel, QWidget* parent)
         constexpr int characters = 16;
         sidebar->setMinimumWidth(fontMetrics().averageCharWidth() * characters);
     }
+    // A dialog for folders takes the button away from every file, each time that it looks at the name.
+    button_ = findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Open);
+    button_->installEventFilter(this);
+    connect(findChild<QLineEdit*>(), &QLineEdit::textChanged, this, &FilePanel::updateButton);
+}
+
+bool FilePanel::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == button_ && event->type() == QEvent::EnabledChange) updateButton();
+    return QFileDialog::eventFilter(watched, event);
+}
+
+QString FilePanel::selected() const {
+    const QStringList files = selectedFiles();
+    return files.isEmpty() ? directory().absolutePath() : files.first();
+}
+
+void FilePanel::updateButton() {
+    if (mayBeChosen(selected())) button_->setEnabled(true);
 }
 
 bool FilePanel::mayBeChosen(const QString& path) const {
@@ -55,8 +78,7 @@ bool FilePanel::mayBeChosen(const QString& path) const {
 }
 
 void FilePanel::accept() {
-    const QStringList selected = selectedFiles();
-    const QString path = selected.isEmpty() ? directory().absolutePath() : selected.first();
+    const QString path = selected();
     if (!mayBeChosen(path)) {
         QFileDialog::accept();  // which explains, and stays open
         return;

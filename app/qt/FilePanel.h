@@ -2,6 +2,8 @@
 #pragma once
 
 #include <QFileDialog>
+#include <QPushButton>
+#include <QString>
 #include <optional>
 #include <string>
 
@@ -21,11 +23,18 @@ public:
 
     void accept() final;
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) final;
+
 private:
+    /// What stands in the field of names, or the folder that is shown where there is nothing.
+    QString selected() const;
     bool mayBeChosen(const QString& path) const;
+    void updateButton();
 
     const bool canChooseDirectories_;
     const bool canChooseFiles_;
+    QPushButton* button_ = nullptr;  ///< The one that chooses; the dialog's.
     std::optional<std::string> path_;
 };
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QDialogButtonBox>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTimer>
@@ -33,7 +34,7 @@ std::optional<std::string> chosen(const OpenPanel& value, const std::string& fol
             if (QWidget* const message = QApplication::activeModalWidget(); message != &panel) message->close();
             panel.reject();
         });
-        panel.accept();
+        panel.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Open)->click();
     });
     return panel.exec() == QDialog::Accepted ? panel.path() : std::nullopt;
 }
@@ -61,6 +62,10 @@ TEST(FilePanel, ChoosesOnlyWhatItIsFor) {
     onlyFiles.canChooseDirectories = false;
     EXPECT_EQ(chosen(onlyFiles, folder.path(), folder.at("photo.jpg")), folder.at("photo.jpg"));
     EXPECT_EQ(chosen(onlyFiles, folder.path(), folder.at("below")), std::nullopt);
+}
+
+TEST(FilePanel, MakesAndChangesNothing) {
+    EXPECT_TRUE(FilePanel(both).testOption(QFileDialog::ReadOnly));
 }
 
 TEST(FilePanel, SaysWhatIsToBeChosen) {
