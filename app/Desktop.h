@@ -3,8 +3,9 @@
 // All that the application needs of the desktop it runs on. A desktop shows values and calls AppDelegate back; it
 // decides nothing and knows no text of its own.
 //
-// What a desktop's main() does, in this order: ignore SIGPIPE and SIGXFSZ, so that a log that is full ends nothing; go
-// to the folder "/", so that no volume is kept in use; make the platform's application object; make the desktop; make
+// What a desktop's main() does, in this order: ignore SIGPIPE and SIGXFSZ, so that a log that is full ends nothing;
+// take SIGCHLD back to its default, so that it is told how its tools ended; go to the folder "/", so that no volume is
+// kept in use; make the platform's application object; make the desktop; make
 // the AppDelegate and remember it for calling back; keep the application out of the dock and the task bar; run the
 // event loop. When the loop has ended, and applicationWillTerminate() has returned, it leaves with _exit(0): work in
 // the background, or a watcher on a dead disk, may still hold the delegate, the desktop and the log, and is abandoned.

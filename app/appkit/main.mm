@@ -14,6 +14,7 @@
 int main() {
     ::signal(SIGPIPE, SIG_IGN);
     ::signal(SIGXFSZ, SIG_IGN);
+    ::signal(SIGCHLD, SIG_DFL);
     if (::chdir("/") != 0) return 1;
     @autoreleasepool {
         NSApplication* const application = [NSApplication sharedApplication];

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <signal.h>  // NOLINT(modernize-deprecated-headers): SIGXFSZ and SIGPIPE are POSIX
+#include <signal.h>  // NOLINT(modernize-deprecated-headers): the signals are POSIX's
 #include <unistd.h>
 
 #include <QApplication>
@@ -92,6 +92,8 @@ int main(int count, char** words) {
     // A closed pipe or a limit on file sizes must end a write with an error, not the process in the middle of its work.
     ::signal(SIGPIPE, SIG_IGN);
     ::signal(SIGXFSZ, SIG_IGN);
+    // Whoever started this may ignore its children; then nobody could tell how one of ours ended.
+    ::signal(SIGCHLD, SIG_DFL);
     qInstallMessageHandler(onQtMessage);
 
     // Before Qt decodes them: a path may hold any bytes.
@@ -102,6 +104,8 @@ int main(int count, char** words) {
     if (early && early->request == LaunchArguments::Request::showHelp) return std::fputs(help, stdout) < 0;
     if (early && early->request == LaunchArguments::Request::showVersion)
         return std::puts("varnel-desktop " VARNEL_VERSION) < 0;
+    // A volume would be kept in use, which nobody could eject then.
+    if (::chdir("/") != 0) return complain("the folder / cannot be entered");
 
     QApplication application(count, words);
     // Which has taken its own options away.

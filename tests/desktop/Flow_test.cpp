@@ -483,7 +483,10 @@ TEST(DesktopCommands, CleansAChosenFolderOrFile) {
     onDesktop([] {
         const Stick stick("STICK");
         stick.putLitter();
-        DesktopRig rig(withoutWatcher());
+        DesktopRig::Options options = withoutWatcher();
+        // A desktop with a file dialog of its own, which is not the one that is wanted.
+        options.environment["QT_QPA_PLATFORMTHEME"] = "gtk3";
+        DesktopRig rig(options);
         ASSERT_TRUE(rig.bar->click({"Clean Folder…"}));
         const auto panel = rig.windows->dialog("Choose a folder or volume to clean");
         ASSERT_TRUE(panel);
@@ -497,6 +500,14 @@ TEST(DesktopCommands, CleansAChosenFolderOrFile) {
         ASSERT_TRUE(rig.windows->dialog("Clean finished"));
         EXPECT_FALSE(stick.has("DCIM/._DSC1.JPG"));
         EXPECT_TRUE(stick.has(".DS_Store"));
+        DesktopSession::press("Return");
+        EXPECT_TRUE(rig.windows->areClosed());
+
+        ASSERT_TRUE(rig.bar->click({"Clean Folder…"}));
+        ASSERT_TRUE(rig.windows->dialog("Choose a folder or volume to clean"));
+        DesktopSession::type("/media/STICK/DCIM/DSC1.JPG");
+        DesktopSession::press("Return");
+        ASSERT_TRUE(rig.windows->dialog("Nothing to clean")) << "a file has nothing below it";
         DesktopSession::press("Return");
         EXPECT_TRUE(rig.windows->areClosed());
 
@@ -618,6 +629,14 @@ TEST(DesktopService, TakesWhatASecondLaunchHandsOver) {
     });
 }
 
+TEST(DesktopService, KeepsNoVolumeInUse) {
+    onDesktop([] {
+        const DesktopRig rig(withoutWatcher());
+        const std::string process = "/proc/" + std::to_string(rig.program->process());
+        EXPECT_EQ(std::filesystem::read_symlink(process + "/cwd"), "/");
+    });
+}
+
 TEST(DesktopService, TakesTheFirstOfManyThatMayBeCleaned) {
     onDesktop([] {
         const Stick stick("STICK");
@@ -733,19 +752,29 @@ TEST(DesktopTrouble, SaysSoWhereThereIsNoDisplay) {
     });
 }
 
-TEST(DesktopTrouble, TakesAGarbledPreferenceForNone) {
+TEST(DesktopTrouble, SwitchesNothingOnThatAGarbledPreferenceMayMean) {
     onDesktop([] {
-        for (const char* const garbage :
-             {"watcherEnabled=maybe\n", "[General\nwatcherEnabled\n\xff\xfe\0x", "[General]\nwatcherEnabled=\n"}) {
+        const std::string on = "[x] Watcher: On\n";
+        const std::string off = "[ ] Watcher: Off\n";
+        const struct {
+            const char* garbage;
+            std::string before;
+            const char* entry;
+            std::string after;
+        } cases[] = {
+            {"watcherEnabled=maybe\n", off, "Watcher: Off", on},
+            {"[General]\nwatcherEnabled=\n", off, "Watcher: Off", on},
+            {"[General\nwatcherEnabled\n\xff\xfe\0x", on, "Watcher: On", off},  // which holds no preference at all
+        };
+        for (const auto& [garbage, before, entry, after] : cases) {
             DesktopRig::Options options;
             options.prepare = [garbage](const DesktopSession& session) {
                 session.folder().file("home/.config/varnel/varnel.conf", garbage);
             };
             DesktopRig rig(options);
-            EXPECT_NE(rig.bar->open().text().find("[x] Watcher: On\n"), std::string::npos) << garbage;
-            ASSERT_TRUE(rig.bar->click({"Watcher: On"}));
-            EXPECT_TRUE(happens([&] { return rig.bar->open().text().find("[ ] Watcher: Off\n") != std::string::npos; }))
-                << garbage;
+            EXPECT_NE(rig.bar->open().text().find(before), std::string::npos) << garbage;
+            ASSERT_TRUE(rig.bar->click({entry}));
+            EXPECT_TRUE(happens([&] { return rig.bar->open().text().find(after) != std::string::npos; })) << garbage;
         }
     });
 }
