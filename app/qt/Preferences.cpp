@@ -18,11 +18,11 @@ QString Preferences::defaultFile() {
 std::optional<bool> Preferences::value(const QString& key) const {
     if (const auto unstored = unstored_.find(key); unstored != unstored_.end()) return *unstored;
     const QSettings settings(file_, QSettings::IniFormat);
-    // Qt takes any text for true.
-    const QString text = settings.value(key).toString().trimmed().toLower();
-    if (text == QLatin1String("true")) return true;
-    if (text == QLatin1String("false")) return false;
-    return std::nullopt;
+    const QVariant stored = settings.value(key);
+    if (!stored.isValid()) return std::nullopt;
+    // Qt takes any text for true. Here, what somebody stored and nobody can read must not switch anything on.
+    const QString text = stored.toString().trimmed().toLower();
+    return text == QLatin1String("true") || text == QLatin1String("yes") || text == QLatin1String("1");
 }
 
 bool Preferences::setValue(const QString& key, bool value) {

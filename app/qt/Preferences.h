@@ -16,8 +16,8 @@ public:
     /// The file in the current user's configuration folder.
     static QString defaultFile();
 
-    /// The setting as it is stored now, whoever stored it, unless it could not be stored; none where there is none, or
-    /// none that is true or false.
+    /// The setting as it is stored now, whoever stored it, unless it could not be stored. None where there is none;
+    /// what is there and is not true is false.
     std::optional<bool> value(const QString& key) const;
 
     /// Stores it on the disk. False where that failed; it then holds as long as this process lives.

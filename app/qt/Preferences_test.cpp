@@ -40,18 +40,22 @@ TEST(Preferences, StoresAtOnceAndReadsWhatOthersStored) {
     EXPECT_NE(folder.contents("new/folder/varnel.conf").find("other=1"), std::string::npos);
 }
 
-TEST(Preferences, TakesWhatIsNeitherTrueNorFalseForNothing) {
+TEST(Preferences, TakesWhatIsStoredAndIsNotTrueForFalse) {
     const struct {
         const char* text;
         std::optional<bool> value;
     } cases[] = {
         {"watcherEnabled=true", true},
         {"watcherEnabled=FALSE", false},
-        {"watcherEnabled=", std::nullopt},
-        {"watcherEnabled=maybe", std::nullopt},
+        {"watcherEnabled=1", true},
+        {"watcherEnabled=Yes", true},
+        {"watcherEnabled=0", false},
+        {"watcherEnabled=off", false},
+        {"watcherEnabled=", false},
+        {"watcherEnabled=maybe", false},
         {"watcherEnabled=@Invalid()", std::nullopt},
-        {"watcherEnabled=true, false", std::nullopt},
-        {"watcherEnabled=@ByteArray(true", std::nullopt},
+        {"watcherEnabled=true, false", false},
+        {"watcherEnabled=@ByteArray(true", false},
         {"watcherEnabled", std::nullopt},
         {"\xff\xfe\x01", std::nullopt},
         {"]]]]", std::nullopt},
