@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "app/qt/ActivationToken.h"
 #include "app/qt/ApplicationAdaptor.h"
 #include "app/qt/QtText.h"
 
@@ -89,8 +90,7 @@ void ApplicationService::provide(Handler handler) {
 }
 
 void ApplicationService::receive(std::function<void(const Handler&)> request, const QVariantMap& platformData) {
-    const QString token = platformData.value(QStringLiteral("activation-token")).toString();
-    if (!token.isEmpty()) qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+    ActivationToken::use(platformData.value(QStringLiteral("activation-token")).toString());
     if (isProvided_) {
         run(request);
     } else {

@@ -7,6 +7,7 @@
 #include <QPixmap>
 #include <QtEndian>
 
+#include "app/qt/ActivationToken.h"
 #include "app/qt/NotifierItem.h"
 #include "app/qt/QtText.h"
 #include "app/qt/SymbolIcon.h"
@@ -67,8 +68,7 @@ void NotifierItemAdaptor::SecondaryActivate(int x, int y) {
 void NotifierItemAdaptor::Scroll(int /*delta*/, const QString& /*orientation*/) {}
 
 void NotifierItemAdaptor::ProvideXdgActivationToken(const QString& token) {
-    // With which the next window may come to the front under Wayland.
-    qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+    ActivationToken::use(token);
 }
 
 }  // namespace varnel

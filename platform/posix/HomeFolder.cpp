@@ -58,7 +58,7 @@ std::optional<std::string> ofCurrentUser() {
 }
 
 std::optional<std::string> fromEnvironment() {
-    const char* const home = std::getenv("HOME");  // NOLINT(concurrency-mt-unsafe): nothing here calls setenv
+    const char* const home = std::getenv("HOME");  // NOLINT(concurrency-mt-unsafe): nobody sets it
     if (home == nullptr || home[0] != '/') return std::nullopt;
     return std::string(home);
 }
