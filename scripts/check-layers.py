@@ -3,9 +3,9 @@
 
 The table is the order: a component may use itself and what its row names, nothing else. Adding an arrow is a
 decision about the architecture, not a way to make this check pass. Inside a component headers must not form a cycle.
-Further: the portable folders know no platform, nothing includes a platform's header but the desktop of that platform
-the one that NEIGHBOURS names, a platform source says which platform it is for, and every public folder of core/ is in
-the table.
+Further: no portable file asks for the platform or includes a header of platform/, but that a desktop may include what
+NEIGHBOURS grants it of its own platform; a source of platform/ checks that it is on its platform; and every portable
+file belongs to a component of the table.
 """
 
 import os

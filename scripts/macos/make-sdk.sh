@@ -12,7 +12,7 @@ readonly out=build/macos sdk=build/macos/sdk llvm=/usr/lib/llvm-19
 readonly metadata=$out/npm/macos-node-api/build/RelWithDebInfo/NativeScript.apple.node/macos-arm64/NativeScript.framework/Versions/0.1.0/NativeScript
 readonly targets='[ x86_64-macos, arm64-macos ]'
 
-# fetch NAME VERSION SHA256: one package from npm into build/macos/npm/NAME, held against the sum of what was reviewed.
+# fetch NAME VERSION SHA256: one package from npm into build/macos/npm/NAME, held against the sum of the version that is known.
 fetch() {
   local folder=$out/npm/${1##*/} archive
   [ -f "$folder/.complete" ] && return
