@@ -230,7 +230,8 @@ TEST(CommandLineUsage, IsWholeInTheManual) {
             // Where there is a short form, that is the one which the manual shows.
             const std::string shown = word.substr(0, word.find(','));
             EXPECT_TRUE(manual.find(".B " + shown + "\n") != std::string::npos ||
-                        manual.find(".BI " + shown + " ") != std::string::npos)
+                        manual.find(".BI " + shown + " ") != std::string::npos ||
+                        manual.find(".BR " + shown + " ") != std::string::npos)
                 << command << ' ' << shown;
             ++options;
         }
