@@ -3,6 +3,7 @@
 #   scripts/bench.sh [--quick] [--entries N] [--rounds N]
 set -euo pipefail
 cd "$(dirname "$0")/.."
+self=$PWD/scripts/bench.sh
 # shellcheck source=scripts/packages.sh
 . scripts/packages.sh
 
@@ -23,7 +24,7 @@ done
 install_packages "${packages_build[@]}" "${packages_volumes[@]}" "${packages_bench[@]}" strace
 build bench
 if [ "$(id -u)" -eq 0 ] && [ -z "${VARNEL_BENCH_NAMESPACE:-}" ] && unshare -m true 2>/dev/null; then
-  VARNEL_BENCH_NAMESPACE=1 exec unshare -m --propagation private "$0" --entries "$entries" --rounds "$rounds"
+  VARNEL_BENCH_NAMESPACE=1 exec unshare -m --propagation private "$self" --entries "$entries" --rounds "$rounds"
 fi
 [ "$entries" -ge 1000000 ] || removals=20000 watch=(--quick)
 
@@ -40,6 +41,7 @@ trap 'exit 130' HUP INT TERM
 export HOME=$work/home
 mkdir "$HOME"
 
+# shellcheck disable=SC2016 # the dollar sign is the name's own, here and below
 folders='-iname .DS_Store -o -iname .AppleDouble -o -iname __MACOSX -o -iname .fseventsd -o -iname .Spotlight-V100
   -o -iname .TemporaryItems -o -iname .Trashes -o -iname "\$Recycle.bin" -o -iname "System Volume Information"'
 files='-iname .DS_Store -o -iname .apdisk -o -iname .VolumeIcon.icns -o -iname Thumbs.db -o -iname desktop.ini
@@ -48,6 +50,7 @@ files='-iname .DS_Store -o -iname .apdisk -o -iname .VolumeIcon.icns -o -iname T
 # The same question in other words: litter folders are named and not entered, other litter is named.
 question="-mindepth 1 \\( -type d \\( $folders \\) -print -prune \\) -o \\( ! -type d \\( $files \\) -print \\)"
 with_lengths="-printf '%s %p\\\\n'"
+# shellcheck disable=SC2016
 pattern='^(\._.*|\.DS_Store|\.apdisk|\.VolumeIcon\.icns|Thumbs\.db|desktop\.ini|\.AppleDouble|__MACOSX|\.fseventsd|\.Spotlight-V100|\.TemporaryItems|\.Trashes|\$Recycle\.bin|System Volume Information)$'
 one_line() { printf '%s' "$1" | tr '\n' ' '; }
 
@@ -99,6 +102,7 @@ python3 bench/make_tree.py make "$work/tree" --entries "$removals" --manifest "$
 python3 -c 'import json,sys; print(*("tree/" + c[0] for c in json.load(open(sys.argv[1]))["claimed"]), sep="\0", end="")' \
   "$work/tree.json" >"$work/litter"
 tar -C "$work" --null -T "$work/litter" -cf "$work/litter.tar"
+# shellcheck disable=SC2016
 names='\.AppleDouble|__MACOSX|\.fseventsd|\.Spotlight-V100|\.TemporaryItems|\.Trashes|\$Recycle\.bin|System Volume Information|\.DS_Store'
 # -delete lists a folder's contents first, so it cannot prune: what lies in a litter folder must be named as well.
 delete="-regextype posix-extended -mindepth 1 \\( -iregex '.*/($names)/.*' -o -type d \\( $folders \\) -o ! -type d \\( $files \\) \\) -delete"

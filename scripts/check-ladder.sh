@@ -29,8 +29,11 @@ cd "$copy"
 # The rungs: each fails where it finds something.
 interfaces() { scripts/macos/make-sdk.sh; }
 build() { scripts/macos/make-sdk.sh && cmake --preset macos-check && cmake --build --preset macos-check -- --quiet; }
+# shellcheck disable=SC2119 # our build takes no arguments
 binary() { build && scripts/macos/check-binary.py build/macos-check/bin/varnel 13.0; }
+# shellcheck disable=SC2119
 bundle() { build && scripts/macos/check-bundle.py build/macos-check/bin/Varnel.app 0.1.0 13.0; }
+# shellcheck disable=SC2119
 analyzer() { build && scripts/macos/analyze.py build/macos-check; }
 gnustep() {
   cmake --preset gnustep-asan && cmake --build --preset gnustep-asan --target macos_tests core_tests -- --quiet &&
@@ -179,6 +182,7 @@ fault 'an error of the wrong class' build $appkit/AppKitDesktop.mm 'NSError* err
 fault 'a misspelt delegate method' bundle $appkit/ApplicationDelegate.mm '- (void)menuNeedsUpdate:' '- (void)menuNeedUpdate:'
 fault 'a service that nobody answers' bundle $plist 'cleanUsingVarnel<' 'cleanWithVarnel<'
 fault 'a place in the Dock' bundle $plist '<key>LSUIElement</key>' '<key>LSUIElements</key>'
+# shellcheck disable=SC2016 # CMake's and Xcode's own notation
 fault 'a variable that is not filled in' bundle $plist '${CMAKE_OSX_DEPLOYMENT_TARGET}' '$(DEPLOYMENT_TARGET)'
 fault 'a disk that may not be asked for' bundle $plist \
   'NSRemovableVolumesUsageDescription' 'NSRemovableVolumeUsageDescription'

@@ -1,4 +1,5 @@
 # shellcheck shell=bash
+# shellcheck disable=SC2034 # the lists are for those that source this
 # Sourced by the other scripts: what they need from Debian, and how it gets on the machine.
 
 packages_build=(g++ cmake ninja-build ccache pkg-config libicu-dev nlohmann-json3-dev libasio-dev libmount-dev
@@ -8,7 +9,7 @@ packages_volumes=(exfat-fuse exfatprogs fuse3 mount util-linux)
 packages_test=(libgtest-dev libgmock-dev python3 procps clang-format-14 strace acl attr e2fsprogs xfsprogs btrfs-progs ntfs-3g
   bindfs squashfs-tools libfuse3-dev man-db dosfstools hfsutils user-mode-linux kmod busybox dbus-daemon dbus-bin
   python3-dbusmock udisks2 udev bash-completion zsh fish
-  lintian appstream desktop-file-utils logrotate xvfb openbox xdotool x11-utils imagemagick at-spi2-core trayer weston qt6-wayland qt6-gtk-platformtheme)
+  lintian shellcheck appstream desktop-file-utils logrotate xvfb openbox xdotool x11-utils imagemagick at-spi2-core trayer weston qt6-wayland qt6-gtk-platformtheme)
 packages_clang=(clang-19 clang-tidy-19 libclang-rt-19-dev llvm-19)
 packages_macos=(clang-19 lld-19 llvm-19 libc++-19-dev libc++abi-19-dev python3-clang-19 googletest)
 command -v npm >/dev/null || packages_macos+=(npm)  # often there from elsewhere, in conflict with Debian's

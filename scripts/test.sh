@@ -19,9 +19,10 @@ install_packages "${needed[@]}" || exit 2
 
 results=()
 for preset in "${presets[@]}"; do
-  build "$preset" || exit 1
+  # What is not built has no results, which the summary counts as a failure.
   results+=("build/$preset/results.xml")
   rm -f "build/$preset/results.xml"
+  build "$preset" || continue
   echo "== tests, preset $preset"
   ctest --preset "$preset" -j "$(nproc)" --output-junit results.xml "$@" |
     grep -vE '^ +Start +[0-9]|\.\.\. +Passed|^$|sec\*proc'
