@@ -72,13 +72,13 @@ def main():
     if commands:
         compare("commands", set(commands), {tag.split()[0] for tag in tags(manual["COMMANDS"])} | {"help"})
         synopsis = " ".join(manual["SYNOPSIS"])
-        compare("synopsis", set(commands), {command for command in commands if re.search(r"\b%s\b" % command, synopsis)})
+        compare("synopsis", set(commands), {one for one in commands if re.search(r"\b%s\b" % one, synopsis)})
 
     # What is only mentioned must be there as well.
     known = options(whole) | common | {"-platform"}
     for command in commands:
         known |= options(output(program, "help", command))
-    mentioned = set().union(*(options(line) for lines in manual.values() for line in lines if not line.startswith(".TH")))
+    mentioned = set().union(*(options(line) for lines in manual.values() for line in lines))
     compare("mentioned", set(), mentioned - known)
 
     # "Exit status: 0 done, 1 …", where the help tells of it.
