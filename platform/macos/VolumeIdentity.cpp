@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The system's own number of a mounted volume is its device and type over again, so it tells two cards apart no better
-// than the device. The UUID that the volume carries does, or that the driver makes of a card's serial number.
+// All that is said here is of the volume, so that each of its folders has the same identity. The system's own number of
+// a mounted volume is its device and type over again, and tells two cards apart no better than the device. The UUID
+// that the volume carries does, or that the driver makes of a card's serial number.
 #include "core/scan/VolumeIdentity.h"
 
 #if !__has_include(<CoreServices/CoreServices.h>)
@@ -54,10 +55,14 @@ std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
     if (::fstat(descriptor, &status) != 0 || ::fstatfs(descriptor, &system) != 0) return std::nullopt;
     VolumeIdentity identity;
     identity.device = status.st_dev;
-    identity.rootInode = status.st_ino;
+    // What lies on no disk of this machine gets another device number with every mount. What its server tells of it,
+    // sizes and numbers of folders, may change while it stays.
+    if ((system.f_flags & MNT_LOCAL) == 0) return identity;
+    struct stat root {};
+    if (::stat(system.f_mntonname, &root) != 0) return std::nullopt;
     identity.fileSystem = uuidOf(system.f_mntonname);
     identity.blocks = system.f_blocks;
-    identity.born = status.st_birthtimespec.tv_sec;
+    identity.born = root.st_birthtimespec.tv_sec;
     return identity;
 }
 
