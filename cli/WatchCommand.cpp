@@ -19,6 +19,7 @@
 #include "cli/Commands.h"
 #include "cli/ExitStatus.h"
 #include "cli/LiveForks.h"
+#include "cli/MountEvents.h"
 #include "cli/Output.h"
 #include "cli/RepeatedSweep.h"
 #include "cli/Target.h"
@@ -203,8 +204,13 @@ ExitStatus runWatch(const WatchArguments& arguments) {
 
     const auto queue = SerialQueue::create(queueLabel);
     const auto mounts = MountNotifications::ofSystem();
-    const auto watcher = Watcher::create(RuleSet::standard(), latency, log,
-                                         {queue, EventStreams::ofSystem(targets, mounts, say), mounts, targets, now});
+    const auto watching = std::make_shared<std::weak_ptr<Watcher>>();
+    auto streams = MountEvents::heard(EventStreams::ofSystem(targets, mounts, say), [watching] {
+        if (const auto self = watching->lock()) self->refreshVolumes();
+    });
+    const auto watcher =
+        Watcher::create(RuleSet::standard(), latency, log, {queue, std::move(streams), mounts, targets, now});
+    *watching = watcher;
     watcher->start();
     queue->sync([] {});
     if (!watcher->isRunning()) return ExitStatus::failed;  // the log line says why

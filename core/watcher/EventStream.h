@@ -14,11 +14,13 @@
 
 namespace varnel {
 
-/// What an event may say beside its path. Only lost events are looked at.
+/// What an event may say beside its path. The watcher looks at lost events only.
 namespace EventFlags {
 inline constexpr std::uint32_t mustScanSubDirs = 0x1;
 inline constexpr std::uint32_t userDropped = 0x2;
 inline constexpr std::uint32_t kernelDropped = 0x4;
+inline constexpr std::uint32_t mount = 0x40;
+inline constexpr std::uint32_t unmount = 0x80;
 
 /// Any of these: events below the reported path were lost.
 inline constexpr std::uint32_t lostEvents = mustScanSubDirs | userDropped | kernelDropped;

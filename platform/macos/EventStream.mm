@@ -28,6 +28,16 @@
 namespace varnel {
 namespace {
 
+// The portable numbers are the service's own.
+static_assert(EventStreamRequest::sinceNow == kFSEventStreamEventIdSinceNow);
+static_assert(EventStreamRequest::perFileAtOnce ==
+              (kFSEventStreamCreateFlagUseCFTypes | kFSEventStreamCreateFlagNoDefer |
+               kFSEventStreamCreateFlagWatchRoot | kFSEventStreamCreateFlagFileEvents));
+static_assert(EventFlags::lostEvents == (kFSEventStreamEventFlagMustScanSubDirs | kFSEventStreamEventFlagUserDropped |
+                                         kFSEventStreamEventFlagKernelDropped));
+static_assert(EventFlags::mount == kFSEventStreamEventFlagMount);
+static_assert(EventFlags::unmount == kFSEventStreamEventFlagUnmount);
+
 void varnelFSEventsCallback(ConstFSEventStreamRef, void* info, std::size_t count, void* eventPaths,
                             const FSEventStreamEventFlags* flags, const FSEventStreamEventId*) {
     if (info == nullptr) return;

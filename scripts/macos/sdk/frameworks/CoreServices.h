@@ -40,6 +40,8 @@ enum : FSEventStreamEventFlags {
     kFSEventStreamEventFlagMustScanSubDirs = 0x1,
     kFSEventStreamEventFlagUserDropped = 0x2,
     kFSEventStreamEventFlagKernelDropped = 0x4,
+    kFSEventStreamEventFlagMount = 0x40,
+    kFSEventStreamEventFlagUnmount = 0x80,
 };
 enum : FSEventStreamCreateFlags {
     kFSEventStreamCreateFlagUseCFTypes = 0x1,

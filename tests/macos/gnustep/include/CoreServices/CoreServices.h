@@ -43,3 +43,18 @@ Boolean FSEventStreamStart(FSEventStreamRef stream);
 void FSEventStreamStop(FSEventStreamRef stream);
 void FSEventStreamInvalidate(FSEventStreamRef stream);
 void FSEventStreamRelease(FSEventStreamRef stream);
+
+enum : FSEventStreamEventFlags {
+    kFSEventStreamEventFlagMustScanSubDirs = 0x1,
+    kFSEventStreamEventFlagUserDropped = 0x2,
+    kFSEventStreamEventFlagKernelDropped = 0x4,
+    kFSEventStreamEventFlagMount = 0x40,
+    kFSEventStreamEventFlagUnmount = 0x80,
+};
+enum : FSEventStreamCreateFlags {
+    kFSEventStreamCreateFlagUseCFTypes = 0x1,
+    kFSEventStreamCreateFlagNoDefer = 0x2,
+    kFSEventStreamCreateFlagWatchRoot = 0x4,
+    kFSEventStreamCreateFlagFileEvents = 0x10,
+};
+enum : FSEventStreamEventId { kFSEventStreamEventIdSinceNow = 0xFFFFFFFFFFFFFFFFULL };
