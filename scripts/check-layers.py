@@ -43,6 +43,7 @@ LAYERS = {
 }
 # What a desktop may share with its own platform's layer.
 NEIGHBOURS = {"appkit": ["platform/macos/ObjectiveC.h"]}
+MOST_OBJECTIVE_C = 600  # lines of code
 PORTABLE = ("core", "cli", "app")
 PLATFORM_WORDS = re.compile(r"#\s*(?:if|ifdef|ifndef|elif).*\b(__linux__|__APPLE__|_WIN32|__unix__)\b")
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"')
@@ -111,6 +112,17 @@ def check_cycles(top, headers, problems):
         visit(header, [])
 
 
+def check_thinness(top, problems):
+    """Objective-C++ speaks to a Mac and decides nothing; nobody can run it here as it will run there."""
+    lines = 0
+    for path in sources(top, ["app/appkit", "platform/macos"]):
+        if path.endswith(".mm"):
+            with open(os.path.join(top, path), encoding="utf-8") as text:
+                lines += sum(not re.match(r"\s*(//|#|$)", line) for line in text)
+    if not 0 < lines <= MOST_OBJECTIVE_C:
+        problems.append("%d lines of Objective-C++, at most %d are wanted" % (lines, MOST_OBJECTIVE_C))
+
+
 def main():
     top = sys.argv[1] if len(sys.argv) > 1 else os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
     problems = []
@@ -129,6 +141,7 @@ def main():
             with open(os.path.join(top, path), encoding="utf-8") as text:
                 if "#error" not in text.read():
                     problems.append("%s: does not check that it is on its platform" % path)
+    check_thinness(top, problems)
     for problem in problems:
         print(problem)
     print("%d files, %d problems" % (len(ours), len(problems)))

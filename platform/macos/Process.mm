@@ -7,15 +7,9 @@
 
 #import <Foundation/Foundation.h>
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <array>
 #include <cerrno>
-#include <expected>
 #include <string>
 
-#include "core/base/FileDescriptor.h"
 #include "platform/macos/ObjectiveC.h"
 
 namespace varnel {
@@ -39,15 +33,6 @@ std::string launchFailure(const std::string& program, int error) {
     @autoreleasepool {
         return ObjectiveC::text([launchError(program, error) localizedDescription]);
     }
-}
-
-std::expected<Pipe, int> openPipe() {
-    std::array<int, 2> ends{};
-    if (::pipe(ends.data()) != 0) return std::unexpected(errno);
-    Pipe pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
-    for (const int end : ends)
-        ::fcntl(end, F_SETFD, FD_CLOEXEC);
-    return pipe;
 }
 
 }  // namespace varnel
