@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Makes build/package/Varnel-VERSION.dmg for other people's Macs: builds, adds the icon and the command line to the
-# bundle, signs, has it notarised, and wraps it in a disk image. For a Mac with Xcode's tools; nobody has run it yet.
+# Makes build/package/Varnel-VERSION.dmg for other people's Macs: builds for both processors, signs, has it notarised,
+# and wraps it in a disk image. For a Mac with Xcode's tools; nobody has run it yet.
 #   scripts/package-macos.sh 'Developer ID Application: NAME (TEAM)' NOTARY-PROFILE
 # NOTARY-PROFILE is what `xcrun notarytool store-credentials` was told to call the credentials.
 set -euo pipefail
@@ -15,26 +15,13 @@ if [ "$(uname)" != Darwin ]; then
   exit 1
 fi
 
-cmake --preset macos
-cmake --build --preset macos
+cmake --preset macos-universal
+cmake --build --preset macos-universal
 folder=$PWD/build/package
 app=$folder/Varnel.app
-rm -rf "$app" "$folder/icon"
-mkdir -p "$folder/icon/Varnel.iconset"
-ditto build/macos/bin/Varnel.app "$app"
-
-# Quick Look draws the SVG once, at the largest size; the others are made from that.
-qlmanage -t -s 1024 -o "$folder/icon" packaging/linux/icons/com.quorin.Varnel.svg >/dev/null
-drawn=$folder/icon/com.quorin.Varnel.svg.png
-for size in 16 32 128 256 512; do
-  sips -z $size $size "$drawn" --out "$folder/icon/Varnel.iconset/icon_${size}x$size.png" >/dev/null
-  sips -z $((2 * size)) $((2 * size)) "$drawn" --out "$folder/icon/Varnel.iconset/icon_${size}x$size@2x.png" >/dev/null
-done
-mkdir -p "$app/Contents/Resources" "$app/Contents/Helpers"
-iconutil --convert icns --output "$app/Contents/Resources/Varnel.icns" "$folder/icon/Varnel.iconset"
-
-# Not beside the application's program: on most Macs "Varnel" and "varnel" are one name.
-cp build/macos/bin/varnel "$app/Contents/Helpers/varnel"
+rm -rf "$app"
+mkdir -p "$folder"
+ditto build/macos-universal/bin/Varnel.app "$app"
 
 # From the inside out, because a signature covers what it encloses.
 sign() { codesign --force --options runtime --timestamp --sign "$identity" "$@"; }

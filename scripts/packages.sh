@@ -11,7 +11,7 @@ packages_test=(libgtest-dev libgmock-dev python3 procps clang-format-14 strace a
   python3-dbusmock udisks2 udev bash-completion zsh fish
   lintian shellcheck appstream desktop-file-utils logrotate xvfb openbox xdotool x11-utils imagemagick at-spi2-core trayer weston qt6-wayland qt6-gtk-platformtheme)
 packages_clang=(clang-19 clang-tidy-19 libclang-rt-19-dev llvm-19)
-packages_macos=(clang-19 lld-19 llvm-19 libc++-19-dev libc++abi-19-dev python3-clang-19 googletest)
+packages_macos=(clang-19 lld-19 llvm-19 libc++-19-dev libc++abi-19-dev python3-clang-19 googletest librsvg2-bin)
 command -v npm >/dev/null || packages_macos+=(npm)  # often there from elsewhere, in conflict with Debian's
 packages_gnustep=(clang-19 libclang-rt-19-dev libgnustep-gui-dev libgnustep-base-dev gnustep-back0.29-cairo gobjc++-12
   libblocksruntime-dev xvfb)

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Holds the application's bundle against what macOS reads of it before it ever runs: the property list, the service
-that it declares and the method that answers it, the oldest system.   check-bundle.py Varnel.app VERSION OLDEST"""
+that it declares and the method that answers it, the oldest system, the icon, the command line.   check-bundle.py Varnel.app VERSION OLDEST"""
 
 import os
 import plistlib
@@ -47,6 +47,10 @@ def problems(bundle, version, oldest):
     methods = methods_of(program)
     for name in sorted(ANSWERED - methods):
         yield "nothing answers %s" % name
+    if not os.path.isfile(os.path.join(contents, "Resources", facts.get("CFBundleIconFile", "") + ".icns")):
+        yield "the icon is missing"
+    if not os.access(os.path.join(contents, "Helpers", "varnel"), os.X_OK):
+        yield "the command line is not inside"
     services = facts.get("NSServices", [])
     if len(services) != 1:
         yield "%d services are declared" % len(services)

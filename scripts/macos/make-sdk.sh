@@ -2,11 +2,17 @@
 # Makes build/macos/sdk, against which the macOS layer is compiled and linked on a machine that is no Mac: the open
 # Darwin headers and libSystem's symbols, both from npm, clang's C++ library, and framework headers and link stubs that
 # are generated from published metadata. Nothing of it is committed or shipped, and what it links is never run.
+# Ends with 77 where the machine cannot get what that is made from; whatever is wrong with it is a failure.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 # shellcheck source=scripts/packages.sh
 . scripts/packages.sh
-install_packages "${packages_macos[@]}"
+# unavailable WHAT: says why nothing can be checked here.
+unavailable() {
+  echo "SKIPPED: $1"
+  exit 77
+}
+install_packages "${packages_macos[@]}" || unavailable "the packages that stand for the macOS SDK cannot be installed"
 
 readonly out=build/macos sdk=build/macos/sdk llvm=/usr/lib/llvm-19
 readonly metadata=$out/npm/macos-node-api/build/RelWithDebInfo/NativeScript.apple.node/macos-arm64/NativeScript.framework/Versions/0.1.0/NativeScript
@@ -18,7 +24,7 @@ fetch() {
   [ -f "$folder/.complete" ] && return
   rm -rf "$folder"
   mkdir -p "$folder"
-  archive=$(cd "$out/npm" && npm pack --silent "$1@$2")
+  archive=$(cd "$out/npm" && npm pack --silent "$1@$2") || unavailable "npm does not give $1 $2"
   echo "$3  $out/npm/$archive" | sha256sum --check --quiet
   tar -xzf "$out/npm/$archive" -C "$folder" --strip-components=1
   rm "$out/npm/$archive"
