@@ -26,32 +26,55 @@ rm -rf "$copy/build/macos"
 cp -r --reflink=auto build/macos "$copy/build/"
 cd "$copy"
 
-# The rungs: each fails where it finds something.
+# The rungs: each ends with 0 where it finds nothing, and with 90 where it could not look.
+readonly blind=90
 interfaces() { scripts/macos/make-sdk.sh; }
-build() { scripts/macos/make-sdk.sh && cmake --preset macos-check && cmake --build --preset macos-check -- --quiet; }
-# shellcheck disable=SC2119 # our build takes no arguments
-binary() { build && scripts/macos/check-binary.py build/macos-check/bin/varnel 13.0; }
-# shellcheck disable=SC2119
-bundle() { build && scripts/macos/check-bundle.py build/macos-check/bin/Varnel.app 0.1.0 13.0; }
-# shellcheck disable=SC2119
-analyzer() { build && scripts/macos/analyze.py build/macos-check; }
+compiler() {
+  scripts/macos/make-sdk.sh && cmake --preset macos-check && cmake --build --preset macos-check -- --quiet
+}
+binary() {
+  compiler || return $blind
+  scripts/macos/check-binary.py build/macos-check/bin/varnel 13.0
+}
+bundle() {
+  compiler || return $blind
+  scripts/macos/check-bundle.py build/macos-check/bin/Varnel.app 0.1.0 13.0
+}
+analyzer() {
+  compiler || return $blind
+  scripts/macos/analyze.py build/macos-check
+}
+# built TARGET…: for GNUstep, under the sanitizers. What does not compile there shows nothing of a run.
+built() { cmake --preset gnustep-asan && cmake --build --preset gnustep-asan --target "$@" -- --quiet; }
 gnustep() {
-  cmake --preset gnustep-asan && cmake --build --preset gnustep-asan --target macos_tests core_tests -- --quiet &&
-    timeout 120 build/gnustep-asan/bin/macos_tests &&
+  built macos_tests core_tests || return $blind
+  timeout 120 build/gnustep-asan/bin/macos_tests &&
     timeout 120 build/gnustep-asan/bin/core_tests --gtest_filter='SerialQueue*'
 }
+darwin() {
+  built darwin_tests || return $blind
+  timeout 120 build/gnustep-asan/bin/darwin_tests
+}
 desktop() {
-  cmake --preset gnustep-asan && cmake --build --preset gnustep-asan --target appkit_tests -- --quiet &&
-    timeout 120 build/gnustep-asan/bin/appkit_tests
+  built appkit_tests || return $blind
+  timeout 120 build/gnustep-asan/bin/appkit_tests
 }
-main() {
-  cmake --preset gnustep-asan && cmake --build --preset gnustep-asan --target varnel_main -- --quiet &&
-    (cd build/gnustep-asan && ctest -R MacMain --timeout 60)
+life() {
+  built varnel_main || return $blind
+  tests/macos/check_life.py build/gnustep-asan/bin/varnel_main tests/data/macos/life.txt build/gnustep-asan/pictures
 }
-pools() { gnustep && ! grep -q 'without pool' ladder.log; }
+pools() {
+  gnustep || return $blind
+  ! grep -q 'without pool' ladder.log
+}
 
-# passes RUNG: whether the rung finds nothing; what it says goes to ladder.log.
-passes() { (set +e; "$1") >ladder.log 2>&1; }
+# look RUNG: its status; what it says goes to ladder.log.
+look() {
+  local status=0
+  (set +e; "$1") >ladder.log 2>&1 || status=$?
+  [ $status -ne 77 ] || status=$blind
+  return $status
+}
 
 # fault NAME RUNG FILE OLD NEW: the first OLD in FILE becomes NEW.
 fault() {
@@ -68,13 +91,23 @@ if old not in source:
 with open(path, "w", encoding="utf-8") as text:
     text.write(source.replace(old, new, 1))
 PYTHON
-  if passes "$rung"; then
-    missed+=("$name")
-    echo "MISSED  $rung  $name"
-  else
-    found=$((found + 1))
-    echo "found   $rung  $name"
-  fi
+  local status=0
+  look "$rung" || status=$?
+  case $status in
+    0)
+      missed+=("$name")
+      echo "MISSED  $rung  $name"
+      ;;
+    "$blind")
+      missed+=("$name")
+      echo "BLIND   $rung  $name"
+      tail -5 ladder.log
+      ;;
+    *)
+      found=$((found + 1))
+      echo "found   $rung  $name"
+      ;;
+  esac
   mv planted.before "$file"
   touch "$file"
 }
@@ -86,8 +119,8 @@ trap 'kill "$server" 2>/dev/null' EXIT
 read -r -t 20 -u "$display" number || { echo "no display could be made"; exit 1; }
 export DISPLAY=":$number"
 
-for rung in binary bundle analyzer pools desktop main; do
-  passes "$rung" || { cat ladder.log; echo "the rung $rung fails without any fault"; exit 1; }
+for rung in binary bundle analyzer pools darwin desktop life; do
+  look "$rung" || { cat ladder.log; echo "the rung $rung fails without any fault"; exit 1; }
 done
 
 readonly layer=platform/macos frameworks=scripts/macos/sdk/frameworks
@@ -106,26 +139,28 @@ fault 'an interface of unknown age' interfaces $frameworks/CoreServices.h \
   'void FSEventStreamStop(FSEventStreamRef stream) API_AVAILABLE(macos(10.5));' \
   'void FSEventStreamStop(FSEventStreamRef stream);'
 
-fault 'a misspelt selector' build $layer/MountNotifications.mm 'removeObserver:' 'removeObservers:'
-fault 'a selector that only GNUstep has' build $layer/Unicode.mm 'lowercaseString]' 'stringByTrimmingSpaces]'
-fault 'a selector that nothing else here uses' build $layer/Unicode.mm 'lowercaseString]' 'uppercaseString]'
-fault 'an object of the wrong class' build $layer/MountedVolumes.mm \
+fault 'a misspelt selector' compiler $layer/MountNotifications.mm 'removeObserver:' 'removeObservers:'
+fault 'a selector that only GNUstep has' compiler $layer/Unicode.mm 'lowercaseString]' 'stringByTrimmingSpaces]'
+fault 'a selector that nothing else here uses' compiler $layer/Unicode.mm 'lowercaseString]' 'uppercaseString]'
+fault 'an object of the wrong class' compiler $layer/MountedVolumes.mm \
   'fileURLWithPath:string(path)' 'fileURLWithPath:resourceKeys()'
-fault 'nil where none is allowed' build $layer/MountedVolumes.mm 'fileURLWithPath:string(path)' 'fileURLWithPath:nil'
-fault 'a framework that is not included' build $layer/EventStream.mm '#import <CoreServices/CoreServices.h>' ''
-fault 'an interface that the oldest system lacks' build $frameworks/Foundation.h \
+fault 'nil where none is allowed' compiler $layer/MountedVolumes.mm 'fileURLWithPath:string(path)' 'fileURLWithPath:nil'
+fault 'a framework that is not included' compiler $layer/EventStream.mm '#import <CoreServices/CoreServices.h>' ''
+fault 'an interface that the oldest system lacks' compiler $frameworks/Foundation.h \
   'localizedStandardCompare:(NSString *)string API_AVAILABLE(macos(10.6))' \
   'localizedStandardCompare:(NSString *)string API_AVAILABLE(macos(14.0))'
-fault 'a library function that the oldest system lacks' build $layer/SystemLog.cpp '#include <string>' \
+fault 'a library function that the oldest system lacks' compiler $layer/SystemLog.cpp '#include <string>' \
   '#include <charconv>
 #include <string>
 inline void late(char* text) { std::to_chars(text, text + 20, 1.5); }'
-fault 'a format that does not fit' build $layer/SystemLog.cpp '%{public}s' '%{public}d'
-fault 'a block of the wrong kind' build $layer/MountNotifications.mm '^(NSNotification*)' '^(int)'
-fault 'a callback of the wrong kind' build $layer/EventStream.mm 'std::size_t count, void*' 'int count, void*'
-fault 'a number that does not fit' build $layer/EventStream.mm 'static_cast<std::int64_t>(count)' 'count'
-fault 'a port without a definition' build $layer/CMakeLists.txt '  SystemLog.cpp
+fault 'a format that does not fit' compiler $layer/SystemLog.cpp '%{public}s' '%{public}d'
+fault 'a block of the wrong kind' compiler $layer/MountNotifications.mm '^(NSNotification*)' '^(int)'
+fault 'a callback of the wrong kind' compiler $layer/EventStream.mm 'std::size_t count, void*' 'int count, void*'
+fault 'a number that does not fit' compiler $layer/EventStream.mm 'static_cast<std::int64_t>(count)' 'count'
+fault 'a port without a definition' compiler $layer/CMakeLists.txt '  SystemLog.cpp
 ' ''
+
+fault 'a flag that the service knows by another number' compiler core/watcher/EventStream.h 'mount = 0x40' 'mount = 0x20'
 
 fault 'a program for one processor' binary CMakePresets.json '"arm64;x86_64"' '"arm64"'
 fault 'a program for new systems alone' binary CMakePresets.json '"13.0"' '"14.0"'
@@ -171,13 +206,18 @@ fault 'objects without a pool' pools $layer/MountedVolumes.mm '        @autorele
             NSArray<NSURL*>*' '        {
             NSArray<NSURL*>*'
 
+fault 'a share that is known by what its server tells' darwin $layer/VolumeIdentity.cpp \
+  'if ((system.f_flags & MNT_LOCAL) == 0) return identity;' ''
+fault 'a folder taken for a volume' darwin $layer/VolumeIdentity.cpp 'identity.born = root.' 'identity.born = status.'
+fault 'two cards taken for one' darwin $layer/VolumeIdentity.cpp 'ATTR_VOL_INFO | ATTR_VOL_UUID' 'ATTR_VOL_INFO'
+
 readonly appkit=app/appkit plist=packaging/macos/Info.plist.in
 
-fault 'a misspelt action' build $appkit/MenuDrawing.mm '@selector(chooseFolder:)' '@selector(choosFolder:)'
-fault 'an action that nobody answers' build $appkit/ApplicationDelegate.mm '- (void)showLog:' '- (void)showLogs:'
-fault 'a setting of the wrong kind' build $appkit/AppKitDesktop.mm 'setBool:value forKey:string(key)' 'setBool:value forKey:key'
-fault 'a format that does not fit a string' build $appkit/AppKitDesktop.mm '@"%@"' '@"%d"'
-fault 'an error of the wrong class' build $appkit/AppKitDesktop.mm 'NSError* error = nil' 'NSString* error = nil'
+fault 'a misspelt action' compiler $appkit/MenuDrawing.mm '@selector(chooseFolder:)' '@selector(choosFolder:)'
+fault 'an action that nobody answers' compiler $appkit/ApplicationDelegate.mm '- (void)showLog:' '- (void)showLogs:'
+fault 'a setting of the wrong kind' compiler $appkit/AppKitDesktop.mm 'setBool:value forKey:string(key)' 'setBool:value forKey:key'
+fault 'a format that does not fit a string' compiler $appkit/AppKitDesktop.mm '@"%@"' '@"%d"'
+fault 'an error of the wrong class' compiler $appkit/AppKitDesktop.mm 'NSError* error = nil' 'NSString* error = nil'
 
 fault 'a misspelt delegate method' bundle $appkit/ApplicationDelegate.mm '- (void)menuNeedsUpdate:' '- (void)menuNeedUpdate:'
 fault 'a service that nobody answers' bundle $plist 'cleanUsingVarnel<' 'cleanWithVarnel<'
@@ -186,6 +226,15 @@ fault 'a place in the Dock' bundle $plist '<key>LSUIElement</key>' '<key>LSUIEle
 fault 'a variable that is not filled in' bundle $plist '${CMAKE_OSX_DEPLOYMENT_TARGET}' '$(DEPLOYMENT_TARGET)'
 fault 'a disk that may not be asked for' bundle $plist \
   'NSRemovableVolumesUsageDescription' 'NSRemovableVolumeUsageDescription'
+
+fault 'an application that never hears of its launch' bundle $appkit/ApplicationDelegate.mm \
+  '- (void)applicationDidFinishLaunching:' '- (void)applicationDidFinishedLaunching:'
+fault 'an application that never hears of its end' bundle $appkit/ApplicationDelegate.mm \
+  '- (void)applicationWillTerminate:' '- (void)applicationWilTerminate:'
+fault 'an icon that is not there' bundle $plist '<key>CFBundleIconFile</key>
+	<string>Varnel<' '<key>CFBundleIconFile</key>
+	<string>Icon<'
+fault 'a command line that is not inside' bundle $appkit/CMakeLists.txt '${HELPERS}/varnel)' '${HELPERS}/tool)'
 
 fault 'an alert that leaks' analyzer $appkit/AppKitDesktop.mm \
   '[[[NSAlert alloc] init] autorelease]' '[[NSAlert alloc] init]'
@@ -230,12 +279,20 @@ fault 'a service of the wrong form' desktop $appkit/ApplicationDelegate.mm '[sel
 fault 'names that are no texts' desktop $appkit/ApplicationDelegate.mm 'if (!one) return std::nullopt;' 'if (!one) continue;'
 fault 'an end that never comes' desktop $appkit/ApplicationDelegate.mm '::_exit(0);' ''
 
-fault 'a launch that nobody hears of' main $appkit/main.mm '[application setDelegate:forwarder];' ''
-fault 'a desktop without its delegate' main $appkit/main.mm 'desktop->setDelegate(forwarder);' ''
-fault 'an icon in the Dock' main $appkit/main.mm \
+fault 'a launch that nobody hears of' life $appkit/main.mm '[application setDelegate:forwarder];' ''
+fault 'a desktop without its delegate' life $appkit/main.mm 'desktop->setDelegate(forwarder);' ''
+fault 'an icon in the Dock' life $appkit/main.mm \
   '[application setActivationPolicy:NSApplicationActivationPolicyAccessory];' ''
-fault 'a volume that is kept in use' main $appkit/main.mm '::chdir("/")' '::chdir("/tmp")'
-fault 'a pipe that ends it' main $appkit/main.mm '::signal(SIGPIPE, SIG_IGN);' ''
+fault 'a volume that is kept in use' life $appkit/main.mm '::chdir("/")' '::chdir("/tmp")'
+fault 'a pipe that ends it' life $appkit/main.mm '::signal(SIGPIPE, SIG_IGN);' ''
+fault 'a stream with another flag' life core/watcher/Watcher.cpp \
+  'request.latency = latency_;' 'request.latency = latency_; request.flags = 0x13;'
+fault 'a stream with another latency' life app/AppDelegate.cpp 'latency = 0.25' 'latency = 0.5'
+fault 'a stream that ends the wrong way round' life core/watcher/Watcher.cpp 'stream_->stop();
+        stream_->invalidate();' 'stream_->invalidate();
+        stream_->stop();'
+fault 'another word in an alert' life app/CleanAlerts.cpp 'Nothing to clean' 'Nothing to do'
+fault 'a picture of nothing' life tests/macos/gnustep/Pictures.mm '[window display];' ''
 
 echo "$found found, ${#missed[@]} missed"
 [ ${#missed[@]} -eq 0 ]

@@ -24,7 +24,8 @@ for preset in "${presets[@]}"; do
   rm -f "build/$preset/results.xml"
   build "$preset" || continue
   echo "== tests, preset $preset"
-  ctest --preset "$preset" -j "$(nproc)" --output-junit results.xml "$@" |
+  ctest --preset "$preset" -j "$(nproc)" --output-junit results.xml \
+    --test-output-size-passed 100000 "$@" |
     grep -vE '^ +Start +[0-9]|\.\.\. +Passed|^$|sec\*proc'
 done
 exec python3 scripts/summarize-tests.py "${results[@]}"

@@ -244,7 +244,12 @@ int main(int argc, char** argv) {
     class Application : public testing::Environment {
     public:
         void SetUp() override {
-            if (std::getenv("DISPLAY") == nullptr) GTEST_SKIP() << "needs a display, DISPLAY is not set";
+            if (std::getenv("DISPLAY") == nullptr) {
+                // Said to CTest by the status: where the environment skips, each test counts as passed.
+                std::puts("SKIPPED: needs a display, DISPLAY is not set");
+                std::fflush(nullptr);
+                ::_exit(77);
+            }
             [NSApplication sharedApplication];
         }
     };

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "tests/macos/gnustep/Fakes.h"
+#include "tests/macos/gnustep/Pictures.h"
 
 using namespace varnel::tests;
 using Fakes::breach;
@@ -298,6 +299,7 @@ void NSUpdateDynamicServices(void) {
     for (NSString* title in _buttons)
         shown.buttons.push_back(utf8(title));
     if (_accessory != nil) [self readReportInto:&shown];
+    Pictures::ofAlert({shown.message, shown.informativeText}, _accessory, shown.buttons);
     Fakes::alerts.push_back(std::move(shown));
     if (Fakes::answers.empty()) return NSAlertFirstButtonReturn;
     const int answer = Fakes::answers.front();

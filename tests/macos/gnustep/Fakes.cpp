@@ -23,7 +23,15 @@ std::vector<std::string> messages;
 std::vector<std::string> questions;
 MountedState state;
 
+void tell(const char* tag, const std::string& line) {
+    if (!tellAtOnce) return;
+    std::printf("%s %s\n", tag, line.c_str());
+    std::fflush(stdout);
+}
+
 }  // namespace
+
+bool tellAtOnce = false;
 
 void reset() {
     const std::lock_guard lock(mutex);
@@ -47,6 +55,7 @@ std::vector<std::string> streamCalls() {
 void note(const std::string& streamCall) {
     const std::lock_guard lock(mutex);
     calls.push_back(streamCall);
+    tell("STREAM", streamCall);
 }
 
 void setMounted(MountedState mounted) {
@@ -84,4 +93,5 @@ void varnelFakeLogDebug(os_log_t log, const char* format, const char* argument) 
     using namespace varnel::tests::Fakes;
     const std::lock_guard lock(mutex);
     messages.push_back(log->name + ' ' + format + ": " + argument);
+    tell("LOG", messages.back());
 }

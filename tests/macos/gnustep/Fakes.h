@@ -15,6 +15,9 @@ namespace varnel::tests::Fakes {
 /// Forgets everything that was said and heard.
 void reset();
 
+/// From now on what is heard of the stream and of the log is printed as it comes.
+extern bool tellAtOnce;
+
 /// Ends the process: something was done that macOS answers with a crash or a hang.
 [[noreturn]] void breach(const char* what);
 
