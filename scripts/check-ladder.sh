@@ -234,6 +234,7 @@ fault 'an application that never hears of its end' bundle $appkit/ApplicationDel
 fault 'an icon that is not there' bundle $plist '<key>CFBundleIconFile</key>
 	<string>Varnel<' '<key>CFBundleIconFile</key>
 	<string>Icon<'
+# shellcheck disable=SC2016 # CMake's own notation
 fault 'a command line that is not inside' bundle $appkit/CMakeLists.txt '${HELPERS}/varnel)' '${HELPERS}/tool)'
 
 fault 'an alert that leaks' analyzer $appkit/AppKitDesktop.mm \

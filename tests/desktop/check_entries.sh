@@ -5,7 +5,7 @@ set -euo pipefail
 folder=$1 metainfo=$2
 for program in desktop-file-validate appstreamcli python3; do
   command -v "$program" >/dev/null || {
-    echo "this machine has no $program"
+    echo "SKIPPED: this machine has no $program"
     exit 77
   }
 done
