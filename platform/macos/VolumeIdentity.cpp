@@ -9,19 +9,15 @@
 #error "This source is for macOS."
 #endif
 
-#include <fcntl.h>
 #include <sys/attr.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
+#include <unistd.h>  // getattrlist()
 
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <optional>
 #include <string>
-
-#include "core/base/FileDescriptor.h"
 
 namespace varnel {
 namespace {
@@ -41,18 +37,7 @@ std::uint64_t uuidOf(const char* mountPoint) {
     return answer.uuid[0] ^ answer.uuid[1];
 }
 
-}  // namespace
-
-std::optional<VolumeIdentity> VolumeIdentity::of(const std::string& folder) {
-    const FileDescriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!descriptor.isOpen()) return std::nullopt;
-    return of(descriptor.get());
-}
-
-std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
-    struct stat status {};
-    struct statfs system {};
-    if (::fstat(descriptor, &status) != 0 || ::fstatfs(descriptor, &system) != 0) return std::nullopt;
+std::optional<VolumeIdentity> identityFrom(const struct stat& status, const struct statfs& system) {
     VolumeIdentity identity;
     identity.device = status.st_dev;
     // What lies on no disk of this machine gets another device number with every mount. What its server tells of it,
@@ -64,6 +49,24 @@ std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
     identity.blocks = system.f_blocks;
     identity.born = root.st_birthtimespec.tv_sec;
     return identity;
+}
+
+}  // namespace
+
+// By its path: opening it would ask the person for consent, and keep the volume in use.
+std::optional<VolumeIdentity> VolumeIdentity::of(const std::string& folder) {
+    struct stat status {};
+    struct statfs system {};
+    if (::stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return std::nullopt;
+    if (::statfs(folder.c_str(), &system) != 0) return std::nullopt;
+    return identityFrom(status, system);
+}
+
+std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
+    struct stat status {};
+    struct statfs system {};
+    if (::fstat(descriptor, &status) != 0 || ::fstatfs(descriptor, &system) != 0) return std::nullopt;
+    return identityFrom(status, system);
 }
 
 }  // namespace varnel

@@ -3,18 +3,22 @@
 // What macOS's calls are asked for, and what is made of their answers: the sources that are Darwin's calls alone.
 #include "core/scan/VolumeIdentity.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <climits>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "core/base/FileDescriptor.h"
 #include "core/scan/FSInfo.h"
 #include "tests/macos/darwin/Calls.h"
 #include "tests/support/TemporaryFolder.h"
@@ -57,10 +61,11 @@ std::string pathOf(int descriptor) {
 
 int DarwinStat(const char* path, struct DarwinStat* answer) {
     const auto* const mount = varnel::holding(path);
-    if (mount == nullptr) return -1;
+    if (mount == nullptr || !std::filesystem::exists(path)) return -1;
     // The folders of a server are numbered anew whenever it likes.
     static std::uint64_t inode = 100;
-    *answer = {mount->second.device, ++inode, {path == mount->first ? mount->second.born : 99, 0}};
+    const mode_t kind = std::filesystem::is_directory(path) ? S_IFDIR : S_IFREG;
+    *answer = {mount->second.device, ++inode, kind, {path == mount->first ? mount->second.born : 99, 0}};
     return 0;
 }
 
@@ -116,6 +121,9 @@ TEST(DarwinVolumeIdentity, IsTheSameForEachOfItsFolders) {
         card.volume.flags = flags;
         ASSERT_TRUE(card.identity());
         EXPECT_EQ(VolumeIdentity::of(card.below), card.identity()) << flags;
+        const FileDescriptor below(::open(card.below.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        ASSERT_TRUE(below.isOpen());
+        EXPECT_EQ(VolumeIdentity::of(below.get()), card.identity()) << flags;
         EXPECT_EQ(card.identity()->device, 1);
     }
 }
@@ -151,6 +159,7 @@ TEST(DarwinVolumeIdentity, IsNoneWhereTheVolumeCannotBeAsked) {
     const DarwinVolume card;
     EXPECT_EQ(VolumeIdentity::of(card.tree.path()), std::nullopt) << "on no volume";
     EXPECT_EQ(VolumeIdentity::of(card.root + "/none"), std::nullopt);
+    EXPECT_EQ(VolumeIdentity::of(card.tree.file("v/file")), std::nullopt) << "no folder";
 }
 
 TEST(DarwinFileSystemType, IsWhatTheSystemCallsIt) {

@@ -13,6 +13,7 @@
 struct DarwinStat {
     std::int32_t st_dev;
     std::uint64_t st_ino;
+    mode_t st_mode;
     timespec st_birthtimespec;
 };
 int DarwinStat(const char* path, struct DarwinStat* answer);
