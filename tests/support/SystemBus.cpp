@@ -128,9 +128,10 @@ std::vector<std::string> SystemBus::calls() const {
 RealUDisks::RealUDisks(const std::string& folder) : bus_(folder) {
     // The kernel tells every network namespace of devices; what the device manager makes of it stays in this one.
     if (::unshare(CLONE_NEWNET) != 0) throw std::runtime_error("no network namespace");
-    const std::string state = folder + "/udisks2";
-    shell(programs + "mount -t tmpfs run /run && mkdir -p /run/udev /run/lock /run/devices '" + state +
-          "' && mount --bind '" + state + "' /var/lib/udisks2 && mount -t tmpfs devices /run/devices && " +
+    // Where the daemon keeps what it remembers is made at its first start, which this machine may not have seen.
+    const std::string state = "/var/lib/udisks2";
+    shell(programs + "mount -t tmpfs run /run && mkdir -p /run/udev /run/lock /run/devices " + state +
+          " && mount -t tmpfs state " + state + " && mount -t tmpfs devices /run/devices && " +
           "cd /run/devices && for n in null zero full random urandom tty ptmx loop-control fuse; do cp -a /dev/$n . || "
           "exit; " +
           "done && ln -s /proc/self/fd fd && mkdir pts shm && mount --bind /dev/pts pts && " +
