@@ -189,6 +189,9 @@ private:
         };
         std::vector<std::string> changed;
         if (wants(top)) changed.push_back(top);
+        // What lies in one folder is visited in one go, so the folder need not be looked up for each.
+        std::string above;
+        int parent = -1;
         const auto onError = [&](std::string problem) {
             if (!isAboutSomethingThere(problem)) return;  // what is gone by now needs no watching
             job_.onProblem(std::move(problem) + "; what appears there is not seen");
@@ -200,7 +203,11 @@ private:
                 if (report == Report::everything) job_.events->add(job_.root, entry.path);
                 if (!entry.isDirectory || job_.stop.isRaised()) return false;
                 if (isAtLimit_) return report == Report::everything;
-                const int parent = folders_.watchOf(Path::withoutLastComponent(entry.path));
+                const std::string_view folder = Path::withoutLastComponent(entry.path);
+                if (folder != above) {
+                    above = folder;
+                    parent = folders_.watchOf(folder);
+                }
                 const int watch = this->watch(entry.path);
                 if (watch < 0) return isAtLimit_ && report == Report::everything;
                 folders_.add(watch, parent, entry.name);
