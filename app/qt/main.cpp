@@ -28,7 +28,7 @@ constexpr const char* help =
     "Usage: varnel-desktop [--background] [--action NAME] [FILE-OR-URL...]\n"
     "\n"
     "Shows Varnel in the status area. Where it is running already, hands over to it:\n"
-    "files and folders are cleaned after a question; without any, the menu opens.\n"
+    "a file or folder is cleaned after a question; without any, the menu opens.\n"
     "\n"
     "  --background   show nothing that nobody asked for; for the start of a session\n"
     "  --action NAME  clean-folder, sweep-all-volumes, show-log or quit\n"
