@@ -99,6 +99,10 @@ public:
             write("DEL   ", item);
             return;
         }
+        if (Directory::isGone(error, parent->folder, name.c_str())) {  // another run of ours was faster, say
+            result.skipped.push_back(item.path);
+            return;
+        }
         const std::string reason = std::generic_category().message(error);
         fail(item, reason);
         if (log_ != nullptr) log_->write("FAIL  " + item.ruleID + "  " + item.path + "  " + reason);

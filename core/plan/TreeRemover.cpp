@@ -47,10 +47,7 @@ public:
 private:
     int runOnce(int parent, const std::string& name) {
         if (const int error = enter(parent, name); error != 0) {
-            if (error == ENOENT) return 0;
-            // What cannot be listed may still be empty.
-            if (error != EACCES || Directory::removeFolder(parent, name.c_str()) != 0) return error;
-            return 0;
+            return Directory::isGone(error, parent, name.c_str()) || removedUnlisted(error, parent, name) ? 0 : error;
         }
         while (levels_.size() > 1 || !levels_.back().entries.empty()) {
             if (levels_.back().entries.empty()) {
@@ -61,18 +58,29 @@ private:
         }
         levels_.clear();
         const int error = Directory::removeFolder(parent, name.c_str());
-        return error_ != 0 || error == ENOENT ? error_ : error;
+        return error_ != 0 || Directory::isGone(error, parent, name.c_str()) ? error_ : error;
     }
 
-    /// Whether a folder that was emptied has something in it again.
-    static bool meansRefilled(int error) { return error == ENOTEMPTY || error == EEXIST; }
+    /// Whether a folder that could not be entered for `error` could be removed all the same: what must not be listed
+    /// may still be empty.
+    static bool removedUnlisted(int error, int folder, const std::string& name) {
+        if (error != EACCES) return false;
+        const int again = Directory::removeFolder(folder, name.c_str());
+        return again == 0 || Directory::isGone(again, folder, name.c_str());
+    }
+
+    /// Whether a folder that was emptied has something in it again, or what was gone is back.
+    static bool meansRefilled(int error) { return error == ENOTEMPTY || error == EEXIST || error == ENOENT; }
 
     void note(int error) {
         if (error_ == 0) error_ = error;
     }
 
-    void noteUnlessGone(int error) {
-        if (error != 0 && error != ENOENT) note(error);
+    /// Notes what a call about an entry inside the tree gave, unless somebody else has removed it or put something else
+    /// there meanwhile: whatever is there keeps the folder above from going, and that tells it.
+    void noteUnlessChanged(int error, int folder, const std::string& name) {
+        const bool isTold = meansRefilled(error) || error == EISDIR || error == ENOTDIR;
+        if (error != 0 && !isTold && !Directory::isGone(error, folder, name.c_str())) note(error);
     }
 
     /// Opens and lists a folder and makes it the deepest level; 0 or why it could not be opened.
@@ -90,7 +98,7 @@ private:
                 listed.kind == Directory::ListedKind::directory || listed.kind == Directory::ListedKind::unknown;
             level.entries.push_back({std::string(listed.name), isFolder});
         }
-        if (listing_.error() != 0) note(listing_.error());
+        noteUnlessChanged(listing_.error(), parent, name);
         levels_.push_back(std::move(level));
         if (levels_.size() > mostHeld) levels_[levels_.size() - 1 - mostHeld].folder.reset();
         return 0;
@@ -103,17 +111,17 @@ private:
         if (!entry.isFolder) {
             const int error = Directory::removeEntry(folder, entry.name.c_str());
             if (error != EISDIR && error != EPERM) {
-                noteUnlessGone(error);
+                noteUnlessChanged(error, folder, entry.name);
                 return;
             }
         }
-        const int error = enter(folder, entry.name);
-        if (error == 0 || error == ENOENT) return;
+        int error = enter(folder, entry.name);
         if (error == ENOTDIR || error == ELOOP) {  // no folder, or none any more: the thing itself goes
-            noteUnlessGone(Directory::removeEntry(folder, entry.name.c_str()));
-        } else if (error != EACCES || Directory::removeFolder(folder, entry.name.c_str()) != 0) {
-            note(error);
+            error = Directory::removeEntry(folder, entry.name.c_str());
+        } else if (removedUnlisted(error, folder, entry.name)) {
+            return;
         }
+        noteUnlessChanged(error, folder, entry.name);
     }
 
     /// Removes the deepest level, emptied by now, and goes back to the one above. False where that one is lost.
@@ -136,8 +144,7 @@ private:
             above.folder = *std::move(parent);
         }
         const int error = Directory::removeFolder(above.folder.get(), emptied.name.c_str());
-        // Then the folder above cannot go either, and tells it.
-        if (!meansRefilled(error)) noteUnlessGone(error);
+        noteUnlessChanged(error, above.folder.get(), emptied.name);
         return true;
     }
 

@@ -66,6 +66,33 @@ TEST(TreeRemover, RemovesAFolderThatIsStillBeingFilled) {
     }
 }
 
+TEST(TreeRemover, SharesATreeWithAnotherRemover) {
+    constexpr int rounds = 50;
+    constexpr int folders = 20;
+    constexpr int filesEach = 5;
+    onBothRoads([] {
+        for (int round = 0; round < rounds; ++round) {
+            const TemporaryFolder folder;
+            for (int i = 0; i < folders * filesEach; ++i) {
+                const std::string number = std::to_string(i % folders);
+                folder.file("t/" + number + "/in/" + std::to_string(i));
+            }
+            std::atomic<int> ready{0};
+            const auto remove = [&] {
+                ++ready;
+                while (ready < 2)
+                    std::this_thread::yield();
+                EXPECT_EQ(removeIn(folder.path(), "t"), 0) << round;
+            };
+            std::thread other(remove);
+            remove();
+            other.join();
+            EXPECT_FALSE(folder.has("t")) << round;
+            if (::testing::Test::HasFailure()) return;
+        }
+    });
+}
+
 TEST(TreeRemover, UnlinksLinksAndLeavesTheirTargets) {
     onBothRoads([] {
         const TemporaryFolder folder;

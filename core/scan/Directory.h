@@ -77,6 +77,11 @@ std::expected<FileDescriptor, int> openParent(int folder);
 int removeEntry(int folder, const char* name);
 int removeFolder(int folder, const char* name);
 
+/// Whether `error`, which a call about the entry `name` of the open folder `folder` gave, means that the entry is gone:
+/// that somebody else removed it since it was listed. A disk may give the same error of an entry that is still there,
+/// so it is looked for once more.
+bool isGone(int error, int folder, const char* name);
+
 /// What a listing says of an entry's kind before anyone has asked the entry itself.
 enum class ListedKind : std::uint8_t { unknown, directory, symlink, other };
 

@@ -30,4 +30,10 @@ int removeFolder(int folder, const char* name) {
     return ::unlinkat(folder, name, AT_REMOVEDIR) == 0 ? 0 : errno;
 }
 
+bool isGone(int error, int folder, const char* name) {
+    if (error != ENOENT && error != ESTALE) return false;
+    const auto now = facts(folder, name);
+    return !now && now.error() == ENOENT;
+}
+
 }  // namespace varnel::Directory

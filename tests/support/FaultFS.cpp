@@ -5,7 +5,8 @@
 //     OPERATION PATTERN EFFECT
 // OPERATION is one of getattr opendir readdir unlink rmdir; PATTERN is matched against the path below PLACE ("/a/._x",
 // "*" for any text); EFFECT is the name of an error, or "hang" (until the rules change), or "cut=N": a listing that
-// breaks off with EIO after N entries, or "size=N": a length that is claimed. It ends with the process that started it.
+// breaks off with EIO after N entries, or "size=N": a length that is claimed, or "vanish=ERROR": somebody else removes
+// the entry a moment before, and the error is what comes of it. It ends with the process that started it.
 #define FUSE_USE_VERSION 31
 #include <dirent.h>
 #include <fcntl.h>
@@ -20,11 +21,13 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace {
@@ -64,6 +67,10 @@ int fault(const std::string& operation, const char* path) {
     while (effect == "hang") {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         effect = effectOn(operation, path);
+    }
+    if (constexpr std::string_view vanish = "vanish="; effect.starts_with(vanish)) {
+        std::filesystem::remove_all(below(path));
+        effect.erase(0, vanish.size());
     }
     const auto found = errors.find(effect);
     return found == errors.end() ? 0 : -found->second;

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
@@ -140,6 +141,28 @@ TEST(FaultyDisk, FailsTheEntryAndNoOther) {
     });
 }
 
+TEST(FaultyDisk, WhatSomebodyElseRemovesFirstFailsNothing) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        for (const char* error : {"ENOENT", "ESTALE"}) {
+            for (const char* place :
+                 {"unlink /__MACOSX/a/1", "opendir /__MACOSX/a", "readdir /__MACOSX/a", "rmdir /__MACOSX/a",
+                  "opendir /__MACOSX", "readdir /__MACOSX", "rmdir /__MACOSX", "unlink /._1"}) {
+                SCOPED_TRACE(std::string(place) + " " + error);
+                disk.rules("");
+                fill(disk);
+                const Plan plan = Scanner{RuleSet::standard(), RuleScope::adhoc}.scan(disk.folder.at("disk"));
+                const Manifest before = Manifest::of(disk.folder.at("real"));
+                disk.rules(std::string(place) + " vanish=" + error + "\n");
+                const ExecResult result = Executor::execute(plan, /*dryRun=*/false, nullptr);
+                EXPECT_EQ(result.failures, Failures());
+                EXPECT_EQ(static_cast<std::size_t>(result.removed) + result.skipped.size(), 4U);
+                EXPECT_ONLY_GONE(before, Manifest::of(disk.folder.at("real")),
+                                 {"._1", "._2", "__MACOSX", "w/.Trashes"});
+            }
+        }
+    });
+}
+
 TEST(FaultyDisk, AListingThatBreaksOffEndsThereAndTheRestGoesOn) {
     withFaultyDisk([](FaultyDisk& disk) {
         fill(disk);
@@ -170,8 +193,6 @@ TEST(FaultyDisk, FailsWithTheRecordedTexts) {
             if (input["platform"] != "Linux" || input["op"] == "launch") return;
             const bool isTree = input["op"] == "removeItem";
             const auto error = input["errno"].get<std::string>();
-            // A folder that is gone by somebody else's hand is no failure.
-            if (isTree && error == "ENOENT") return;
             disk.rules("");
             fill(disk);
             Plan plan = Scanner{RuleSet::standard(), RuleScope::adhoc}.scan(disk.folder.at("disk"));
