@@ -166,8 +166,7 @@ ExecResult execute(const Plan& plan, bool dryRun, Log* log) {
 ExecResult execute(const Plan& plan, bool dryRun, Log* log, const Supervision& supervision) {
     const std::string root = Path::standardized(plan.root);
     if (PathGuard::isForbidden(root)) return refused(root, protectedPath);
-    const auto facts = Directory::factsFollowingLinks(root);
-    if (!facts) return refused(root, cannotStatRoot);
+    if (!Directory::factsFollowingLinks(root)) return refused(root, cannotStatRoot);
 
     // What cannot be opened, or is another volume by now, has no folder in which anything could be removed.
     FileDescriptor opened;
@@ -179,7 +178,7 @@ ExecResult execute(const Plan& plan, bool dryRun, Log* log, const Supervision& s
         const auto& expected = supervision.volume;
         if (!expected || VolumeIdentity::of(folder->get()) == expected) opened = *std::move(folder);
     }
-    Execution execution(root, dryRun, log, ParentFolders(root, facts->device, std::move(opened)));
+    Execution execution(root, dryRun, log, ParentFolders(root, std::move(opened)));
     for (const MatchItem* item : workList(plan)) {
         if (!supervision.mayGoOn(execution.result)) break;
         execution.work(*item);

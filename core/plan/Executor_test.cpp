@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "core/log/Log.h"
+#include "core/rules/Rule.h"
 #include "core/rules/RuleSet.h"
 #include "core/scan/Scanner.h"
 #include "tests/support/Manifest.h"
@@ -298,6 +299,36 @@ TEST(Executor, CountsByTheDiskInARunAndByThePlanInADryRun) {
                                      "DONE  " + bench.root + "  removed 2 items (1 dirs), 7 bytes"}));
 }
 
+TEST(Executor, SaysInADryRunWhatOfEachRuleWouldGoAndTakesNothing) {
+    Bench bench;
+    bench.folder.file("v/letter");
+    for (const Rule& rule : Rule::builtIn()) {
+        const std::string name = rule.match.text + (rule.match.kind == RuleMatch::Kind::prefix ? "x" : "");
+        if (rule.target != RuleTarget::directory) bench.folder.file("v/files/" + name, "12345");
+        if (rule.target != RuleTarget::file) bench.folder.file("v/folders/" + name + "/inside", "12345");
+    }
+    bench.plan = Scanner{RuleSet::standard(), RuleScope::adhoc}.scan(bench.root);
+    ASSERT_EQ(bench.plan.tallies.size(), Rule::builtIn().size());
+    const Manifest before = Manifest::of(bench.root);
+    const ExecResult dry = bench.run(/*dryRun=*/true);
+    EXPECT_ONLY_GONE(before, Manifest::of(bench.root), {});
+    const Texts said = bench.logged();
+
+    const ExecResult real = bench.run();
+    std::set<std::string> gone;
+    for (const MatchItem& item : bench.plan.items)
+        gone.insert(item.path.substr(bench.root.size() + 1));
+    EXPECT_ONLY_GONE(before, Manifest::of(bench.root), gone);
+    const Texts both = bench.logged();
+    ASSERT_EQ(both.size(), 2 * said.size());
+    ASSERT_EQ(said.size(), gone.size() + 1);
+    for (std::size_t i = 0; i < gone.size(); ++i)
+        EXPECT_EQ("DEL   " + said[i].substr(6), both[said.size() + i]);
+    EXPECT_EQ(said.back(), "DONE  " + bench.root + "  would remove 15 items (9 dirs), 30 bytes");
+    EXPECT_EQ(both.back(), "DONE  " + bench.root + "  removed 15 items (9 dirs), 30 bytes");
+    EXPECT_TRUE(dry.ok() && real.ok());
+}
+
 TEST(Executor, ReportsWhatTheSystemRefusesAndGoesOn) {
     if (::geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
     Bench bench;
@@ -376,13 +407,111 @@ TEST(ExecutorSupervision, FailsEveryItemOfAnotherVolume) {
     bench.add("__MACOSX", /*isDirectory=*/true, 0);
     auto volume = VolumeIdentity::of(bench.root);
     const auto always = [](const ExecResult&) { return true; };
-    volume->rootInode += 1;
+    volume->device += 1;
     const ExecResult result = Executor::execute(bench.plan, /*dryRun=*/false, nullptr, {volume, always});
     EXPECT_EQ(result.failures, (Failures{{bench.root + "/._a", "skipped: parent is on a different volume"},
                                          {bench.root + "/__MACOSX", "skipped: parent is on a different volume"}}));
     EXPECT_TRUE(bench.has("._a"));
-    volume->rootInode -= 1;
+    volume->device -= 1;
     EXPECT_EQ(Executor::execute(bench.plan, /*dryRun=*/false, nullptr, {volume, always}).removed, 2);
+}
+
+/// Runs the plan; after the first item, `happening`.
+ExecResult runWith(Bench& bench, const std::function<void()>& happening) {
+    bool isDue = true;
+    const auto afterTheFirst = [&](const ExecResult& soFar) {
+        if (soFar.removed == 1 && isDue) {
+            isDue = false;
+            happening();
+        }
+        return true;
+    };
+    ExecResult result = Executor::execute(bench.plan, /*dryRun=*/false, nullptr, {std::nullopt, afterTheFirst});
+    EXPECT_FALSE(isDue) << "nothing happened";
+    return result;
+}
+
+TEST(ExecutorRace, RemovesNothingFromAFolderThatWasMovedAway) {
+    const std::vector<const char*> moved = {"a", "a/b"};
+    onBothRoads([&] {
+        for (const char* top : moved) {
+            Bench bench;
+            for (const char* name : {"a/b/._1", "a/b/._2", "a/b/c/._3", "a/b/__MACOSX/x"})
+                bench.folder.file(std::string("v/") + name);
+            for (const char* name : {"a/b/._1", "a/b/._2", "a/b/c/._3"})
+                bench.add(name);
+            bench.add("a/b/__MACOSX", /*isDirectory=*/true, 0);
+            Manifest after;
+            const ExecResult result = runWith(bench, [&] {
+                std::filesystem::rename(bench.root + "/" + top, bench.folder.at("elsewhere"));
+                after = Manifest::of(bench.folder.at("elsewhere"));
+            });
+            EXPECT_EQ(result.removed, 1);
+            EXPECT_EQ(result.failures,
+                      (Failures{{bench.root + "/a/b/._2", "skipped: parent is on a different volume"},
+                                {bench.root + "/a/b/c/._3", "skipped: parent is on a different volume"},
+                                {bench.root + "/a/b/__MACOSX", "skipped: parent is on a different volume"}}));
+            EXPECT_ONLY_GONE(after, Manifest::of(bench.folder.at("elsewhere")), {});
+        }
+    });
+}
+
+TEST(ExecutorRace, TakesWhatIsInTheFolderThatStandsThereNow) {
+    onBothRoads([] {
+        Bench bench;
+        for (const char* name : {"v/a/._1", "v/a/._2", "v/a/._3", "other/._2"})
+            bench.folder.file(name);
+        for (const char* name : {"a/._1", "a/._2", "a/._3"})
+            bench.add(name);
+        const ExecResult result = runWith(bench, [&] {
+            std::filesystem::rename(bench.root + "/a", bench.folder.at("elsewhere"));
+            std::filesystem::rename(bench.folder.at("other"), bench.root + "/a");
+        });
+        EXPECT_EQ(result.removed, 2);
+        EXPECT_EQ(result.skipped, Texts{bench.root + "/a/._3"});
+        EXPECT_TRUE(result.ok());
+        EXPECT_TRUE(bench.folder.has("elsewhere/._2") && bench.folder.has("elsewhere/._3"));
+        EXPECT_FALSE(bench.has("a/._2"));
+    });
+}
+
+TEST(ExecutorRace, FollowsNoLinkToTheFolderThatStoodThere) {
+    onBothRoads([] {
+        Bench bench;
+        for (const char* name : {"a/._1", "a/._2"}) {
+            bench.folder.file(std::string("v/") + name);
+            bench.add(name);
+        }
+        const ExecResult result = runWith(bench, [&] {
+            std::filesystem::rename(bench.root + "/a", bench.folder.at("elsewhere"));
+            bench.folder.link("v/a", "../elsewhere");
+        });
+        EXPECT_EQ(result.failures, (Failures{{bench.root + "/a/._2", "skipped: symlink"}}));
+        EXPECT_TRUE(bench.folder.has("elsewhere/._2"));
+    });
+}
+
+TEST(ExecutorRace, RemovesNothingBehindAMountThatCoversTheFolder) {
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    EXPECT_EQ(mounts.run([] {
+        onBothRoads([] {
+            Bench bench;
+            for (const char* name : {"a/._1", "a/._2"}) {
+                bench.folder.file(std::string("v/") + name);
+                bench.add(name);
+            }
+            const ExecResult result = runWith(bench, [&] {
+                tests::mountTmpfs(bench.folder.at("v/a"));
+                bench.folder.file("v/a/._2");
+            });
+            EXPECT_EQ(result.failures, (Failures{{bench.root + "/a/._2", "skipped: parent is on a different volume"}}));
+            EXPECT_TRUE(bench.has("a/._2"));
+            tests::unmount(bench.folder.at("v/a"));
+            EXPECT_TRUE(bench.has("a/._2"));
+        });
+    }),
+              0);
 }
 
 /// A tree of random litter and random other things; gives what an on-demand clean must take from it.

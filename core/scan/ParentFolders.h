@@ -14,12 +14,12 @@ namespace varnel {
 /// Opens, one after the other, the folders that hold the entries to be removed below one root: through no link and
 /// into no other volume.
 ///
-/// Entries of one folder mostly follow each other, and the next folder mostly lies below the last one, so the latest
-/// folder is kept open until another one is asked for.
+/// The way is gone anew for each entry, although entries of one folder mostly follow each other: a folder that is
+/// merely held may have been moved elsewhere meanwhile, and what is in it is nobody's litter there.
 class ParentFolders {
 public:
     /// `root` is open, or not: then no folder is found. `rootPath` only serves to tell refusals apart.
-    ParentFolders(std::string rootPath, std::int32_t device, FileDescriptor root);
+    ParentFolders(std::string rootPath, FileDescriptor root);
 
     struct Parent {
         int folder = -1;  ///< Open until the next call; stays this object's.
@@ -39,13 +39,9 @@ private:
     Refusal refusal(int error, std::string_view below) const;
 
     std::string rootPath_;
-    std::int32_t device_;
     FileDescriptor root_;
     Directory::Facts rootFacts_;
-    bool isHeld_ = false;
-    std::string below_;  // path of the folder that is held
-    FileDescriptor folder_;
-    Directory::Facts facts_;
+    FileDescriptor folder_;  // the latest
 };
 
 }  // namespace varnel

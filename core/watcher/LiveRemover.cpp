@@ -46,9 +46,8 @@ ParentFolders* LiveRemover::foldersOf(const Volume& volume) {
     if (isNew) {
         const auto known = identities_.find(volume.mountPoint);
         auto root = Directory::openRoot(volume.mountPoint, Directory::Links::follow, Directory::Purpose::lookUp);
-        const auto facts = root ? Directory::factsOf(root->get()) : std::unexpected(root.error());
-        if (facts && known != identities_.end() && VolumeIdentity::of(root->get()) == known->second) {
-            found->second.emplace(volume.mountPoint, facts->device, *std::move(root));
+        if (root && known != identities_.end() && VolumeIdentity::of(root->get()) == known->second) {
+            found->second.emplace(volume.mountPoint, *std::move(root));
         }
     }
     std::optional<ParentFolders>& folders = found->second;

@@ -117,7 +117,8 @@ std::expected<Facts, int> factsFollowingLinks(const std::string& path) {
 }
 
 std::expected<Facts, int> factsOf(int descriptor) {
-    return askFor(descriptor, "", AT_EMPTY_PATH);
+    // What tells one open folder from another never changes, so no server need be asked for it again.
+    return askFor(descriptor, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC);
 }
 
 std::expected<FileDescriptor, int> openRoot(const std::string& path, Links links, Purpose purpose) {
