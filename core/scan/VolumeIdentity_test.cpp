@@ -4,10 +4,14 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
+#include <functional>
 #include <optional>
+#include <string>
 
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/WithoutUniqueMounts.h"
 
 namespace varnel {
 namespace {
@@ -22,32 +26,57 @@ TEST(VolumeIdentity, StaysWhileTheVolumeStays) {
     EXPECT_EQ(VolumeIdentity::of(folder.at("new")), std::nullopt) << "a file is no folder";
 }
 
-TEST(VolumeIdentity, TellsAnotherVolumeAtTheSamePlace) {
+/// Runs the body in a namespace of its own, on kernels that tell one mount from the next by number and on those before.
+void privately(const std::function<void(const tests::TemporaryFolder&)>& body) {
     const tests::PrivateMounts mounts;
     if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
-    const tests::TemporaryFolder folder;
-    EXPECT_EQ(mounts.run([&] {
+    for (const bool hasUniqueMounts : {true, false}) {
+        SCOPED_TRACE(hasUniqueMounts ? "from 6.8" : "before 6.8");
+        EXPECT_EQ(mounts.run([&] {
+            if (!hasUniqueMounts) tests::takeUniqueMountsAway();
+            const tests::TemporaryFolder folder;
+            body(folder);
+        }),
+                  0);
+    }
+}
+
+TEST(VolumeIdentity, TellsAnotherVolumeAtTheSamePlace) {
+    privately([](const tests::TemporaryFolder& folder) {
         const auto place = folder.folder("place");
         const auto bare = VolumeIdentity::of(place);
-        tests::mountTmpfs(place);
-        const auto first = VolumeIdentity::of(place);
-        tests::unmount(place);
-        tests::mountTmpfs(place);
-        const auto second = VolumeIdentity::of(place);
-        EXPECT_NE(bare, first);
-        EXPECT_NE(first, second) << "device and mount id are given out again; this must not be enough";
-        tests::unmount(place);
+        for (const std::string& root : {place, place + "/in"}) {
+            tests::mountTmpfs(place);
+            folder.folder("place/in");
+            const auto first = VolumeIdentity::of(root);
+            tests::unmount(place);
+            tests::mountTmpfs(place);
+            folder.folder("place/in");
+            const auto second = VolumeIdentity::of(root);
+            EXPECT_NE(bare, first);
+            EXPECT_NE(first, second) << "device and mount id are given out again; this must not be enough";
+            tests::unmount(place);
+        }
         EXPECT_EQ(VolumeIdentity::of(place), bare);
-    }),
-              0);
+    });
+}
+
+TEST(VolumeIdentity, IsTheSameForEveryFolderInsideTheVolume) {
+    privately([](const tests::TemporaryFolder& folder) {
+        tests::mountTmpfs(folder.folder("place"));
+        const auto first = VolumeIdentity::of(folder.folder("place/a"));
+        ASSERT_TRUE(first);
+        const auto other = folder.folder("place/b/c");
+        EXPECT_EQ(VolumeIdentity::of(other), first);
+        std::filesystem::remove_all(folder.at("place/a"));
+        EXPECT_EQ(VolumeIdentity::of(folder.folder("place/a")), first) << "made anew, on the same volume";
+        tests::unmount(folder.at("place"));
+    });
 }
 
 TEST(VolumeIdentity, StaysWhenADriverIsFirstAskedAboutItsRoot) {
     if (!tests::hasProgram("bindfs")) GTEST_SKIP() << "this machine has no bindfs";
-    const tests::PrivateMounts mounts;
-    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
-    const tests::TemporaryFolder folder;
-    EXPECT_EQ(mounts.run([&] {
+    privately([](const tests::TemporaryFolder& folder) {
         const auto place = folder.folder("place");
         tests::shell("bindfs '" + folder.folder("source") + "' '" + place + "'");
         const auto unasked = VolumeIdentity::of(place);
@@ -55,8 +84,8 @@ TEST(VolumeIdentity, StaysWhenADriverIsFirstAskedAboutItsRoot) {
         struct stat facts {};
         ASSERT_EQ(::stat(place.c_str(), &facts), 0);
         EXPECT_EQ(VolumeIdentity::of(place), unasked);
-    }),
-              0);
+        tests::unmount(place);
+    });
 }
 
 }  // namespace

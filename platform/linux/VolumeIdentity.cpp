@@ -35,6 +35,17 @@ std::uint64_t mediumIn(unsigned major, unsigned minor) {
     return 0;
 }
 
+std::optional<struct statx> askFor(int descriptor, unsigned mask, int flags) {
+    struct statx answer {};
+    if (::statx(descriptor, "", AT_EMPTY_PATH | AT_NO_AUTOMOUNT | flags, STATX_TYPE | mask, &answer) != 0)
+        return std::nullopt;
+    return answer;
+}
+
+std::int32_t deviceOf(const struct statx& facts) {
+    return static_cast<std::int32_t>(makedev(facts.stx_dev_major, facts.stx_dev_minor));
+}
+
 }  // namespace
 
 std::optional<VolumeIdentity> VolumeIdentity::of(const std::string& folder) {
@@ -44,36 +55,35 @@ std::optional<VolumeIdentity> VolumeIdentity::of(const std::string& folder) {
 }
 
 std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
-    struct statx answer {};
-    constexpr unsigned mask = STATX_TYPE | STATX_INO | STATX_BTIME | STATX_MNT_ID | uniqueMountMask;
-    if (::statx(descriptor, "", AT_EMPTY_PATH | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC, mask, &answer) != 0)
-        return std::nullopt;
     VolumeIdentity identity;
-    identity.device = static_cast<std::int32_t>(makedev(answer.stx_dev_major, answer.stx_dev_minor));
-    if ((answer.stx_mask & uniqueMountMask) != 0) {
-        identity.uniqueMount = answer.stx_mnt_id;
-        // The root of a mount is always the same folder. A driver outside the kernel numbers it 1 until the first time
-        // it is asked about it, and asking might wait for a dead server.
-        const bool isMountRoot = (answer.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
-        if (!isMountRoot) identity.rootInode = answer.stx_ino;
-        return identity;
+    if (const auto facts = askFor(descriptor, uniqueMountMask, AT_STATX_DONT_SYNC)) {
+        if ((facts->stx_mask & uniqueMountMask) != 0) {
+            identity.device = deviceOf(*facts);
+            identity.uniqueMount = facts->stx_mnt_id;
+            return identity;
+        }
     }
-    // What follows asks the driver anyway.
-    struct statx asked {};
-    if (::statx(descriptor, "", AT_EMPTY_PATH | AT_NO_AUTOMOUNT, STATX_INO, &asked) != 0) return std::nullopt;
-    identity.rootInode = asked.stx_ino;
-    if ((answer.stx_mask & STATX_MNT_ID) != 0) identity.mount = answer.stx_mnt_id;
-    if ((answer.stx_mask & STATX_BTIME) != 0) {
-        identity.born = answer.stx_btime.tv_sec;
-        identity.bornNanoseconds = answer.stx_btime.tv_nsec;
+    // What follows asks the driver: one outside the kernel numbers its root 1 until the first time that it is asked.
+    const auto facts = askFor(descriptor, STATX_MNT_ID | STATX_INO | STATX_BTIME, 0);
+    if (!facts) return std::nullopt;
+    identity.device = deviceOf(*facts);
+    if ((facts->stx_mask & STATX_MNT_ID) != 0) identity.mount = facts->stx_mnt_id;
+    // A folder inside says nothing of its volume: it may be made anew, and drivers that keep no numbers give it another
+    // one whenever they have forgotten it.
+    if ((facts->stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0) {
+        identity.rootInode = facts->stx_ino;
+        if ((facts->stx_mask & STATX_BTIME) != 0) {
+            identity.born = facts->stx_btime.tv_sec;
+            identity.bornNanoseconds = facts->stx_btime.tv_nsec;
+        }
     }
-    identity.medium = mediumIn(answer.stx_dev_major, answer.stx_dev_minor);
+    identity.medium = mediumIn(facts->stx_dev_major, facts->stx_dev_minor);
     struct statfs system {};
     if (::fstatfs(descriptor, &system) != 0) return std::nullopt;
     static_assert(sizeof system.f_fsid == sizeof identity.fileSystem);
     std::memcpy(&identity.fileSystem, &system.f_fsid, sizeof identity.fileSystem);
     // What lies on a block device keeps its size; what does not, as a share or a pool, has the size of the moment.
-    if (answer.stx_dev_major != 0) identity.blocks = system.f_blocks;
+    if (facts->stx_dev_major != 0) identity.blocks = system.f_blocks;
     return identity;
 }
 
