@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -64,6 +65,21 @@ TEST(LogOpen, GivesNothingWhereTheFileCannotBeOpened) {
     folder.file("file");
     EXPECT_EQ(openLog(folder.at("file")), nullptr);
     EXPECT_EQ(openLog(folder.at("file/below")), nullptr);
+}
+
+TEST(LogOpen, GivesNothingInAFolderThatIsReadOnly) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+    const TemporaryFolder folder;
+    ::chmod(folder.path().c_str(), 0755);
+    folder.file("closed/varnel.log", "old line\n");
+    EXPECT_EQ(tests::runUnprivileged([&] {
+                  EXPECT_EQ(openLog(folder.path()), nullptr);
+                  EXPECT_EQ(openLog(folder.at("Library/Logs")), nullptr);
+                  EXPECT_EQ(openLog(folder.at("closed")), nullptr);
+              }),
+              0);
+    EXPECT_FALSE(folder.has("Library"));
+    EXPECT_EQ(folder.contents("closed/varnel.log"), "old line\n");
 }
 
 TEST(LogOpen, HasTheFolderInTheHomeFolderUnderTwoNames) {
@@ -153,6 +169,16 @@ TEST(LogWrite, RemembersThatAWriteFailed) {
     log->write("X");
     log->flush();
     EXPECT_EQ(log->lastError(), ENOSPC);
+}
+
+TEST(LogWrite, NeitherFailsNorBeginsAnewWhereItsFileWasRemoved) {
+    const TemporaryFolder folder;
+    const auto log = openLog(folder.path());
+    ::unlink(folder.at("varnel.log").c_str());
+    log->write("X");
+    log->flush();
+    EXPECT_EQ(log->lastError(), 0);
+    EXPECT_FALSE(folder.has("varnel.log"));
 }
 
 TEST(LogWrite, EndsWithAnErrorAtALimitOnFileSizes) {

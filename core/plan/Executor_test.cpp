@@ -17,6 +17,7 @@
 #include <sstream>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include "core/log/Log.h"
@@ -329,6 +330,33 @@ TEST(Executor, SaysInADryRunWhatOfEachRuleWouldGoAndTakesNothing) {
     EXPECT_TRUE(dry.ok() && real.ok());
 }
 
+TEST(Executor, ChecksInADryRunWhatItChecksInARun) {
+    onBothRoads([] {
+        Bench bench;
+        bench.folder.file("outside/._x");
+        for (const char* name : {"v/._a", "v/file", "v/b/._c"})
+            bench.folder.file(name);
+        bench.folder.link("v/__MACOSX", "../outside");
+        bench.folder.link("v/way", "../outside");
+        for (const char* name : {"._a", "._gone", "file/._x", "none/._x", "way/._x", "b/._c"})
+            bench.add(name);
+        bench.add("__MACOSX", /*isDirectory=*/true, 0);
+        bench.plan.items.push_back({bench.folder.at("outside/._x"), "._x", "x", false, 1});
+        const Manifest before = Manifest::of(bench.folder.path());
+        const ExecResult dry = Executor::execute(bench.plan, /*dryRun=*/true, nullptr);
+        EXPECT_ONLY_GONE(before, Manifest::of(bench.folder.path()), {});
+        const ExecResult real = Executor::execute(bench.plan, /*dryRun=*/false, nullptr);
+        EXPECT_ONLY_GONE(before, Manifest::of(bench.folder.path()), {"v/._a", "v/b/._c"});
+        EXPECT_EQ(dry.removed, 2);
+        EXPECT_EQ(real.removed, 2);
+        EXPECT_EQ(dry.bytes, real.bytes);
+        EXPECT_EQ(dry.failures.size(), 4U);
+        EXPECT_EQ(dry.failures, real.failures);
+        EXPECT_EQ(dry.skipped, (Texts{bench.root + "/._gone", bench.root + "/file/._x"}));
+        EXPECT_EQ(dry.skipped, real.skipped);
+    });
+}
+
 TEST(Executor, ReportsWhatTheSystemRefusesAndGoesOn) {
     if (::geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
     Bench bench;
@@ -454,6 +482,26 @@ TEST(ExecutorRace, RemovesNothingFromAFolderThatWasMovedAway) {
             EXPECT_ONLY_GONE(after, Manifest::of(bench.folder.at("elsewhere")), {});
         }
     });
+}
+
+TEST(ExecutorRace, TwoRunsAtOnceFailNothing) {
+    constexpr int rounds = 20;
+    constexpr int files = 200;
+    for (int round = 0; round < rounds; ++round) {
+        Bench bench;
+        for (int i = 0; i < files; ++i) {
+            const std::string name = (i % 2 == 0 ? "a/._" : "b/._") + std::to_string(i);
+            bench.folder.file("v/" + name);
+            bench.add(name);
+        }
+        ExecResult other;
+        std::thread beside([&] { other = Executor::execute(bench.plan, /*dryRun=*/false, nullptr); });
+        const ExecResult result = Executor::execute(bench.plan, /*dryRun=*/false, nullptr);
+        beside.join();
+        EXPECT_EQ(result.failures, Failures());
+        EXPECT_EQ(other.failures, Failures());
+        EXPECT_EQ(result.removed + other.removed, files) << "each goes once, and the other one finds it gone";
+    }
 }
 
 TEST(ExecutorRace, TakesWhatIsInTheFolderThatStandsThereNow) {

@@ -4,7 +4,8 @@
 //   faultfs SOURCE PLACE -f …        rules in the file $FAULTFS_RULES, read at every call, one per line:
 //     OPERATION PATTERN EFFECT
 // OPERATION is one of getattr opendir readdir unlink rmdir; PATTERN is matched against the path below PLACE ("/a/._x",
-// "*" for any text); EFFECT is the name of an error, or "hang" (until the rules change), or "cut=N": a listing that
+// "*" for any text); EFFECT is the name of an error, or "hang" (until the rules
+// change; the file "$FAULTFS_RULES.hanging" tells that it has come to that), or "cut=N": a listing that
 // breaks off with EIO after N entries, or "size=N": a length that is claimed, or "vanish=ERROR": somebody else removes
 // the entry a moment before, and the error is what comes of it. It ends with the process that started it.
 #define FUSE_USE_VERSION 31
@@ -64,6 +65,7 @@ std::string effectOn(const std::string& operation, const char* path) {
 /// 0, or the negative error that a rule asks for; waits where one says so.
 int fault(const std::string& operation, const char* path) {
     std::string effect = effectOn(operation, path);
+    if (effect == "hang") std::ofstream(std::string(std::getenv("FAULTFS_RULES")) + ".hanging");
     while (effect == "hang") {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         effect = effectOn(operation, path);

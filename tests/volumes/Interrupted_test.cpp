@@ -112,7 +112,7 @@ TEST(RacedRename, IsTriedAgain) {
 /// Cleans under a tracer that slows `calls` down, and in the middle, as soon as `sign` succeeds, runs `happening`.
 void cleanDuring(const TemporaryFolder& folder, const std::string& calls, const std::string& sign,
                  const std::string& happening) {
-    tests::shell("cd '" + folder.path() + "' && { HOME=$PWD/home ASAN_OPTIONS=detect_leaks=0 strace -f -o /dev/null " +
+    tests::shell("cd '" + folder.path() + "' && { HOME=$PWD/home ASAN_OPTIONS=detect_leaks=0 strace -f -o trace " +
                  "-e inject=" + calls +
                  ":delay_enter=10000 '" VARNEL_PROGRAM
                  "' clean --yes v >/dev/null 2>&1 & } ; for i in $(seq 2000); do if " +
@@ -151,7 +151,7 @@ TEST(FreshMount, IsNotEnteredByTheScanThatItSurprises) {
             folder.file("v/" + std::to_string(i) + "/._x");
         // All of them are listed in the first call; mounted over while most of them are still to be entered.
         const std::string all = "for d in v/*; do mount -t tmpfs over $d && touch $d/._precious || exit 1; done";
-        cleanDuring(folder, "openat2", "sleep 0.15; true", all);
+        cleanDuring(folder, "openat2", "[ $(grep -c openat2 trace) -ge 5 ]", all);
         int precious = 0;
         int mounted = 0;
         for (int i = 0; i < 60; ++i) {
@@ -164,6 +164,34 @@ TEST(FreshMount, IsNotEnteredByTheScanThatItSurprises) {
         EXPECT_GT(mounted, 0) << "the scan was over before the mounts came";
     }),
               0);
+}
+
+TEST(Scan, MakesNoCallForAnOrdinaryFile) {
+    if (!canTrace()) GTEST_SKIP() << "needs a working strace";
+    const TemporaryFolder folder;
+    fill(folder);
+    // Listing, memory and threads aside; what the program does at its start and its end is the same every time.
+    const auto calls = [&folder] {
+        EXPECT_EQ(run(folder,
+                      "strace -f -o '" + folder.at("trace") +
+                          "' -e 'trace=!getdents64,brk,mmap,munmap,mremap,madvise,mprotect,futex'",
+                      "scan"),
+                  0);
+        const std::string text = folder.contents("trace");
+        int count = 0;
+        for (std::size_t at = text.find(" = "); at != std::string::npos; at = text.find(" = ", at + 1))
+            ++count;
+        return count;
+    };
+    constexpr int many = 300;
+    constexpr int slack = 20;  // of the threads beside the scan
+    const int few = calls();
+    for (int i = 0; i < many; ++i)
+        folder.file("v/docs/" + std::to_string(i) + ".jpg");
+    EXPECT_NEAR(calls(), few, slack);
+    for (int i = 0; i < many; ++i)
+        folder.file("v/docs/._" + std::to_string(i));
+    EXPECT_NEAR(calls(), few + many, slack) << "one look at each claimed name";
 }
 
 TEST(DryRun, MakesNoCallThatChangesTheVolume) {
