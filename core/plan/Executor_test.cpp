@@ -144,6 +144,18 @@ TEST(Executor, RefusesARootThatIsNotThere) {
     EXPECT_TRUE(bench.logged().empty());
 }
 
+TEST(Executor, FindsNothingWhereAFileTookTheRootsPlace) {
+    Bench bench;
+    bench.add("._a");
+    bench.add("b/._c");
+    ::rmdir(bench.root.c_str());
+    bench.folder.file("v");
+    const ExecResult result = bench.run();
+    EXPECT_EQ(result.skipped, Texts{bench.root + "/._a"});
+    EXPECT_EQ(result.failures, (Failures{{bench.root + "/b/._c", "skipped: parent is on a different volume"}}));
+    EXPECT_TRUE(bench.folder.has("v"));
+}
+
 TEST(Executor, SkipsWhatIsGoneAndStaysOk) {
     Bench bench;
     bench.folder.file("v/._a");

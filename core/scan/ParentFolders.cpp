@@ -19,7 +19,11 @@ ParentFolders::ParentFolders(std::string rootPath, FileDescriptor root)
 }
 
 std::expected<ParentFolders::Parent, ParentFolders::Refusal> ParentFolders::at(std::string_view below) {
-    if (!root_.isOpen()) return std::unexpected(Refusal::otherVolume);
+    if (!root_.isOpen()) {
+        const auto instead = Directory::factsFollowingLinks(rootPath_);
+        const bool isNoFolder = below.empty() && instead && !instead->isDirectory;
+        return std::unexpected(isNoFolder ? Refusal::noFolder : Refusal::otherVolume);
+    }
     auto opened = Directory::openBeneath(root_.get(), below, Directory::Purpose::lookUp);
     if (!opened) return std::unexpected(refusal(opened.error(), below));
     const auto facts = Directory::factsOf(opened->get());
