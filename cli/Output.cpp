@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -84,8 +85,16 @@ bool errIsTerminal() {
     return is;
 }
 
-void write(std::FILE* stream, std::string_view text) {
-    std::fwrite(text.data(), 1, text.size(), stream);
+/// Why a part of the results could not be written, by the first that could not; 0 where none is missing.
+std::atomic<int> loss{0};
+
+void noteLoss(int error) {
+    int none = 0;
+    loss.compare_exchange_strong(none, error == 0 ? EIO : error);
+}
+
+void writeToErrors(std::string_view text) {
+    std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
 }  // namespace
@@ -125,27 +134,29 @@ std::string shownInMessage(std::string_view bytes) {
 }
 
 void result(std::string_view text) {
-    write(stdout, text);
+    errno = 0;
+    if (std::fwrite(text.data(), 1, text.size(), stdout) < text.size()) noteLoss(errno);
 }
 
 void message(std::string_view text) {
-    write(stderr, "varnel: " + std::string(text) + '\n');
+    writeToErrors("varnel: " + std::string(text) + '\n');
 }
 
 void aside(std::string_view text) {
-    write(stderr, text);
+    writeToErrors(text);
 }
 
-void flush() {
-    std::fflush(stdout);
+bool flush() {
+    errno = 0;
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) noteLoss(errno);
+    return loss == 0;
 }
 
 bool finish() {
-    errno = 0;
-    const bool arrived = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
-    const int error = errno;
-    if (!arrived) message("cannot write the result: " + std::generic_category().message(error == 0 ? EIO : error));
-    return arrived;
+    if (flush()) return true;
+    // Whoever closed the pipe has read enough, and knows.
+    if (loss != EPIPE) message("cannot write the result: " + std::generic_category().message(loss));
+    return false;
 }
 
 }  // namespace Output
@@ -157,7 +168,8 @@ bool canAsk() {
 }
 
 bool ask(std::string_view question) {
-    std::fflush(stdout);
+    // Nobody can agree to what was not shown.
+    if (!Output::flush()) return false;
     Output::aside(question);
     std::string answer;
     if (!std::getline(std::cin, answer)) {

@@ -27,10 +27,11 @@ void message(std::string_view text);
 /// Prints a text on standard error as it stands, for example a question.
 void aside(std::string_view text);
 
-/// Sends on what was printed so far, for whoever reads along.
-void flush();
+/// Sends on what was printed so far, for whoever reads along. False where a part of the results could not be written,
+/// now or before: nobody reads what follows.
+bool flush();
 
-/// Whether everything printed so far as a result has arrived; if not, says why on standard error.
+/// The same at the end, with a line on standard error that says why; none where the reader closed the pipe.
 bool finish();
 
 }  // namespace Output
@@ -40,7 +41,8 @@ namespace Terminal {
 /// Whether a person can be asked: standard input and standard error are terminals.
 bool canAsk();
 
-/// Asks on standard error and reads one line. True for "y" or "yes" in any case; false for anything else.
+/// Asks on standard error and reads one line. True for "y" or "yes" in any case; false for anything else, and where
+/// what was printed before could not be written.
 bool ask(std::string_view question);
 
 }  // namespace Terminal

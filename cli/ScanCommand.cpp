@@ -54,6 +54,7 @@ ExitStatus runScan(const ScanArguments& arguments) {
     auto status = ExitStatus::done;
     for (const std::string& word : arguments.paths) {
         status = graver(status, scanOne(word, arguments.selection));
+        if (!Output::flush()) break;  // main() says why
     }
     return status;
 }

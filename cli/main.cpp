@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include <fcntl.h>
 #include <signal.h>  // NOLINT(modernize-deprecated-headers): the signals of a terminal are POSIX
+#include <unistd.h>
 
 #include <string>
 #include <variant>
@@ -25,9 +27,19 @@ struct Run {
     ExitStatus operator()(const LogArguments& arguments) const { return runLog(arguments); }
 };
 
+/// Whoever started this may have closed a standard stream. The next file that is opened would take its place, the
+/// activity log for example, and what is meant for the stream would be written there. So its place is taken by what
+/// fails as a closed stream does.
+void occupyStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) < 0) ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
 }  // namespace
 
 int main(int count, char** words) {
+    occupyStandardStreams();
     // A closed pipe or a limit on file sizes must end a write with an error, not the process in the middle of its work.
     ::signal(SIGPIPE, SIG_IGN);
     ::signal(SIGXFSZ, SIG_IGN);

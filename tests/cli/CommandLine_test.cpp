@@ -8,7 +8,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstddef>
+#include <cstdio>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -31,6 +33,7 @@ using nlohmann::json;
 using tests::Finished;
 using tests::Manifest;
 using tests::Program;
+using tests::RunningProgram;
 using tests::shows;
 using tests::TemporaryFolder;
 using Words = std::vector<std::string>;
@@ -740,6 +743,63 @@ TEST(CommandLineBadInput, AnOutputThatCannotBeWrittenIsAFailure) {
     EXPECT_EQ(done.errors, "varnel: cannot write the result: No space left on device\n");
 }
 
+/// Runs the tool with standard output in a pipe whose reader is gone before it begins; standard error goes into the
+/// file "errors". Gives its exit status.
+int runWithoutReader(const Desk& desk, const std::string& command) {
+    tests::shell("cd '" + desk.folder.path() +
+                 "' && { while [ ! -e closed ]; do sleep 0.01; done; status=0; HOME=$PWD/home '" VARNEL_PROGRAM "' " +
+                 command + " 2>errors || status=$?; echo $status >status; } | { exec </dev/null; touch closed; }");
+    return std::stoi(desk.folder.contents("status"));
+}
+
+TEST(CommandLineBrokenPipe, EndsAScanWithoutAWord) {
+    const Desk desk;
+    litter(desk);
+    EXPECT_EQ(runWithoutReader(desk, "scan v"), 1);
+    EXPECT_EQ(desk.folder.contents("errors"), "");
+    ::unlink(desk.folder.at("closed").c_str());
+    EXPECT_EQ(runWithoutReader(desk, "scan v missing"), 1);
+    EXPECT_EQ(desk.folder.contents("errors"), "") << "nobody would read of the next path";
+}
+
+TEST(CommandLineBrokenPipe, HoldsUpNoClean) {
+    const Desk desk;
+    litter(desk);
+    desk.folder.file("w/._y");
+    const Manifest before = Manifest::of(desk.root);
+    EXPECT_EQ(runWithoutReader(desk, "clean --yes v w"), 1) << "the report did not arrive";
+    EXPECT_EQ(desk.folder.contents("errors"), "");
+    EXPECT_ONLY_GONE(before, Manifest::of(desk.root), {"a/._x", "b/__MACOSX"});
+    EXPECT_FALSE(desk.folder.has("w/._y"));
+    EXPECT_TRUE(desk.logged().ends_with("DONE  DESK/w  removed 1 items, 1 byte\n"));
+}
+
+TEST(CommandLineBrokenPipe, IsNoConsentToWhatNobodySaw) {
+    const Desk desk;
+    litter(desk);
+    // The question would appear on the terminal, the plan goes where nothing can be written.
+    const Finished done = desk.varnel.runOnTerminal({"clean", desk.root}, {{shows("Clean? "), "y\n"}}, "/dev/full");
+    EXPECT_EQ(done.status, 1);
+    EXPECT_EQ(done.out, "varnel: cannot write the result: No space left on device\n");
+    EXPECT_TRUE(desk.folder.has("v/a/._x"));
+}
+
+TEST(CommandLineStandardStreams, AreNotReplacedByTheFilesThatAreOpened) {
+    const Desk desk;
+    litter(desk);
+    tests::shell("cd '" + desk.folder.path() +
+                 "'; HOME=$PWD/home '" VARNEL_PROGRAM
+                 "' clean --yes v >&- 2>errors; status=$?; [ $status = 1 ] || { echo $status; exit 1; }");
+    EXPECT_EQ(desk.folder.contents("errors"), "varnel: cannot write the result: Bad file descriptor\n");
+    EXPECT_EQ(desk.logged(),
+              "DEL   appledouble  DESK/v/a/._x\nDEL   macosx-dir  DESK/v/b/__MACOSX\n"
+              "DONE  DESK/v  removed 2 items (1 dirs), 5 bytes\n");
+    litter(desk);
+    tests::shell("cd '" + desk.folder.path() + "'; HOME=$PWD/home '" VARNEL_PROGRAM "' clean --yes v <&- 2>&- >out");
+    EXPECT_FALSE(desk.folder.has("v/a/._x"));
+    EXPECT_TRUE(desk.folder.contents("out").ends_with("removed 2 items (1 dirs), 5 bytes\n"));
+}
+
 TEST(CommandLineMacFormat, NeedsAConsentOfItsOwn) {
     if (!tests::hasProgram("bindfs")) GTEST_SKIP() << "needs the program bindfs";
     privately([](const Desk& desk) {
@@ -834,6 +894,44 @@ TEST(CommandLineLog, FollowsWhatIsWritten) {
     const Finished done = desk.varnel.runOnTerminal({"log", "-f"}, {{append, "\x03"}});
     EXPECT_EQ(done.status, 130) << "ended by Ctrl-C";
     EXPECT_EQ(done.out, "first\nsecond\n");
+}
+
+TEST(CommandLineLog, FollowsTheNameWhateverBecomesOfTheFile) {
+    const Desk desk;
+    const std::string path = desk.folder.at("home/Library/Logs/Varnel/varnel.log");
+    RunningProgram log(desk.folder.at("home"), {"log", "-f"});
+    ASSERT_TRUE(log.complains("varnel: " + path + ": No such file or directory; waiting until it is there\n"));
+    desk.folder.file("home/Library/Logs/Varnel/varnel.log", "first\n");
+    EXPECT_TRUE(log.says("first\n"));
+    // Moved away while somebody still writes to it, and begun anew.
+    ASSERT_EQ(std::rename(path.c_str(), (path + ".1").c_str()), 0);
+    std::ofstream(path + ".1", std::ios::app) << "to the old file\nunfinished";
+    EXPECT_TRUE(log.says("to the old file\n"));
+    desk.folder.file("home/Library/Logs/Varnel/varnel.log", "to the new one\n");
+    EXPECT_TRUE(log.says("unfinished\nto the new one\n"));
+    // Copied away and emptied.
+    ASSERT_EQ(::truncate(path.c_str(), 0), 0);
+    std::ofstream(path, std::ios::app) << "short\n";
+    EXPECT_TRUE(log.says("short\n"));
+    EXPECT_EQ(log.end(SIGINT), 128 + SIGINT);
+    EXPECT_EQ(log.out(), "first\nto the old file\nunfinished\nto the new one\nshort\n");
+}
+
+TEST(CommandLineLog, EndsWithItsReader) {
+    const Desk desk;
+    desk.folder.file("home/Library/Logs/Varnel/varnel.log", "first\n");
+    EXPECT_EQ(runWithoutReader(desk, "log -n 0 -f"), 1) << "although there is nothing to print";
+    EXPECT_EQ(desk.folder.contents("errors"), "");
+}
+
+TEST(CommandLineLog, SaysWhyItCannotBeRead) {
+    const Desk desk;
+    const std::string path = desk.folder.folder("home/Library/Logs/Varnel/varnel.log");
+    for (const Words& words : {Words{"log", "-n", "5"}, Words{"log", "-f"}}) {
+        const Finished done = desk.varnel.run(words);
+        EXPECT_EQ(done.status, 1);
+        EXPECT_EQ(done.errors, "varnel: " + path + ": Is a directory\n");
+    }
 }
 
 TEST(CommandLineSweep, CleansEveryVolumeWithTheLiveRules) {

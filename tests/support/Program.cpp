@@ -98,7 +98,8 @@ Finished Program::run(const std::vector<std::string>& arguments, const std::stri
     return finished;
 }
 
-Finished Program::runOnTerminal(const std::vector<std::string>& arguments, std::vector<Typed> typing) const {
+Finished Program::runOnTerminal(const std::vector<std::string>& arguments, std::vector<Typed> typing,
+                                const std::string& out) const {
     int terminal = -1;
     termios settings{};
     ::cfmakeraw(&settings);
@@ -108,7 +109,10 @@ Finished Program::runOnTerminal(const std::vector<std::string>& arguments, std::
     settings.c_cc[VEOF] = '\x04';
     const pid_t child = ::forkpty(&terminal, nullptr, &settings, nullptr);
     if (child < 0) throw std::runtime_error("no terminal");
-    if (child == 0) become(home_, arguments);
+    if (child == 0) {
+        if (!out.empty()) ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644), STDOUT_FILENO);
+        become(home_, arguments);
+    }
     Finished finished;
     const auto deadline = std::chrono::steady_clock::now() + longestRun;
     for (bool isOpen = true; isOpen;) {
@@ -182,6 +186,14 @@ bool RunningProgram::says(const std::string& text) const {
 
 bool RunningProgram::complains(const std::string& text) const {
     return comesTrue([&] { return errors().find(text) != std::string::npos; });
+}
+
+pid_t RunningProgram::worker() const {
+    const std::string process = std::to_string(process_);
+    std::ifstream children("/proc/" + process + "/task/" + process + "/children");
+    pid_t worker = -1;
+    children >> worker;
+    return worker;
 }
 
 int RunningProgram::end(int signal) {

@@ -27,12 +27,13 @@ public:
     Finished run(const std::vector<std::string>& arguments, const std::string& out = "") const;
 
     /// Runs it on a terminal of its own. Whenever everything that has appeared so far satisfies `when`, `answer` is
-    /// typed, once; "\x03" is Ctrl-C. What is typed is not echoed.
+    /// typed, once; "\x03" is Ctrl-C. What is typed is not echoed. `out`: a file for standard output instead.
     struct Typed {
         std::function<bool(const std::string& shown)> when;
         std::string answer;
     };
-    Finished runOnTerminal(const std::vector<std::string>& arguments, std::vector<Typed> typing = {}) const;
+    Finished runOnTerminal(const std::vector<std::string>& arguments, std::vector<Typed> typing = {},
+                           const std::string& out = "") const;
 
 private:
     std::string home_;
@@ -53,6 +54,8 @@ public:
     std::string out() const;
     std::string errors() const;
     pid_t process() const { return process_; }
+    /// The process that does the work of the one that was started.
+    pid_t worker() const;
 
     /// Sends a signal and waits for the end; gives the exit status, or 128 and the signal.
     int end(int signal);
