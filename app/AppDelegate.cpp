@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "app/AppPorts.h"
-#include "app/BoundedWait.h"
 #include "app/Desktop.h"
 #include "app/StatusMenu.h"
+#include "core/base/BoundedWait.h"
 #include "core/base/Checked.h"
 #include "core/rules/RuleSet.h"
 #include "core/volumes/Volume.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "app/BoundedWait.h"
+#include "core/base/BoundedWait.h"
 
 #include <gtest/gtest.h>
 
