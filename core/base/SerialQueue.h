@@ -45,7 +45,8 @@ public:
     /// Whether the caller is running on this queue.
     virtual bool isCurrent() const = 0;
 
-    /// The platform's queue. `label` names it in debuggers and thread lists.
+    /// The platform's queue. `label` names it in debuggers and thread lists. Null where the system has no thread to
+    /// give.
     static std::shared_ptr<SerialQueue> create(const std::string& label);
 
 protected:

@@ -158,6 +158,7 @@ std::shared_ptr<Log> Log::open(const std::string& directory) {
 }
 
 std::shared_ptr<Log> Log::open(const std::string& directory, std::shared_ptr<SerialQueue> queue, Clock clock) {
+    if (!queue) return nullptr;
     std::string path = Path::joined(directory, fileName);
     auto file = openFile(directory, path);
     if (!file.isOpen()) return nullptr;
@@ -166,11 +167,13 @@ std::shared_ptr<Log> Log::open(const std::string& directory, std::shared_ptr<Ser
 }
 
 std::shared_ptr<Log> Log::openEchoing(const std::string& directory, Echo echo) {
+    auto queue = SerialQueue::create(queueLabel);
+    if (!queue) return nullptr;
     std::string path = Path::joined(directory, fileName);
     auto file = openFile(directory, path);
     if (!file.isOpen()) path.clear();
     return std::shared_ptr<Log>(new Log(std::move(path), std::make_shared<File>(std::move(file), std::move(echo)),
-                                        SerialQueue::create(queueLabel), systemClock));
+                                        std::move(queue), systemClock));
 }
 
 std::string Log::defaultDirectory() {

@@ -22,12 +22,13 @@ public:
     /// The time that stamps the lines, in seconds since 1970.
     using Clock = std::function<std::int64_t()>;
 
-    /// Opens, or creates with its folders, the file "varnel.log" in `directory`. Null where it cannot be opened.
+    /// Opens, or creates with its folders, the file "varnel.log" in `directory`. Null where it cannot be opened, or
+    /// where there is no queue to write on.
     static std::shared_ptr<Log> open(const std::string& directory);
     static std::shared_ptr<Log> open(const std::string& directory, std::shared_ptr<SerialQueue> queue, Clock clock);
 
-    /// The same, with each line handed to `echo` as well, on the log's queue; never null, because lines that
-    /// can go into no file are still worth hearing.
+    /// The same, with each line handed to `echo` as well, on the log's queue. Null only where there is no queue:
+    /// lines that can go into no file are still worth hearing.
     using Echo = std::function<void(std::string_view line)>;
     static std::shared_ptr<Log> openEchoing(const std::string& directory, Echo echo);
 

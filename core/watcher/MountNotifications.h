@@ -22,6 +22,9 @@ public:
     virtual Token add(Kind kind, std::function<void()> observer) = 0;
     virtual void remove(Token token) = 0;
 
+    /// Whether observers will hear of anything: the system may have had no thread or descriptor to give for it.
+    virtual bool canHear() const { return true; }
+
     /// The system's own.
     static std::shared_ptr<MountNotifications> ofSystem();
 

@@ -11,6 +11,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -28,9 +29,14 @@ EventBatcher::~EventBatcher() {
     end();
 }
 
-void EventBatcher::begin(std::shared_ptr<SerialQueue> queue) {
+bool EventBatcher::begin(std::shared_ptr<SerialQueue> queue) {
     queue_ = std::move(queue);
-    thread_ = std::thread([this] { run(); });
+    try {
+        thread_ = std::thread([this] { run(); });
+    } catch (const std::system_error&) {
+        return false;
+    }
+    return true;
 }
 
 void EventBatcher::end() {

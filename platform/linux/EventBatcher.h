@@ -37,8 +37,9 @@ public:
     EventBatcher(const EventBatcher&) = delete;
     EventBatcher& operator=(const EventBatcher&) = delete;
 
-    /// Begins to deliver on `queue`. Owned by a shared pointer from then on.
-    void begin(std::shared_ptr<SerialQueue> queue);
+    /// Begins to deliver on `queue`. Owned by a shared pointer from then on. False where the system has no thread to
+    /// give.
+    bool begin(std::shared_ptr<SerialQueue> queue);
     /// Nothing is delivered from now on. Called on the queue.
     void end();
 

@@ -125,8 +125,9 @@ public:
     VolumesStream(EventStreamRequest request, std::function<std::vector<std::string>()> roots,
                   std::shared_ptr<MountNotifications> mounts, std::function<void(const std::string&)> onProblem)
         : events_(std::make_shared<EventBatcher>(std::move(request.deliver), milliseconds(request.latency))),
-          threads_(std::make_shared<WatchThreads>(std::move(roots), events_, std::move(onProblem))),
-          mounts_(std::move(mounts)) {}
+          threads_(std::make_shared<WatchThreads>(std::move(roots), events_, onProblem)),
+          mounts_(std::move(mounts)),
+          onProblem_(std::move(onProblem)) {}
 
     ~VolumesStream() final { stop(); }
     VolumesStream(const VolumesStream&) = delete;
@@ -136,7 +137,11 @@ public:
 
     bool start() final {
         if (!queue_) return false;
-        events_->begin(queue_);
+        // Volumes that come later would go unwatched without a word.
+        if (!mounts_->canHear() || !events_->begin(queue_)) {
+            onProblem_(std::string("cannot watch: ") + noThread);
+            return false;
+        }
         for (const auto kind : {MountNotifications::Kind::didMount, MountNotifications::Kind::didUnmount}) {
             tokens_.push_back(mounts_->add(kind, [weak = std::weak_ptr(threads_)] {
                 if (const auto threads = weak.lock()) threads->follow();
@@ -160,6 +165,7 @@ private:
     std::shared_ptr<EventBatcher> events_;
     std::shared_ptr<WatchThreads> threads_;
     std::shared_ptr<MountNotifications> mounts_;
+    std::function<void(const std::string&)> onProblem_;
     std::shared_ptr<SerialQueue> queue_;
     std::vector<MountNotifications::Token> tokens_;
 };

@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -41,11 +42,16 @@ class MountTableNotifications final : public MountNotifications {
 public:
     MountTableNotifications() : monitor_(mnt_new_monitor()) {
         if (!monitor_ || mnt_monitor_enable_kernel(monitor_.get(), 1) != 0) return;
+        if (stop_.descriptor() < 0) return;  // the thread would never end
         // The monitor begins when its descriptor is first asked for; the table is read after that.
         descriptor_ = mnt_monitor_get_fd(monitor_.get());
         if (descriptor_ < 0) return;
         known_ = MountTable::places().value_or(MountTable::Places());
-        thread_ = std::thread([this] { follow(); });
+        try {
+            thread_ = std::thread([this] { follow(); });
+        } catch (const std::system_error&) {
+            return;
+        }
     }
 
     ~MountTableNotifications() final {
@@ -66,6 +72,8 @@ public:
         const std::lock_guard lock(mutex_);
         observers_.erase(token);
     }
+
+    bool canHear() const final { return thread_.joinable(); }
 
 private:
     struct Observer {

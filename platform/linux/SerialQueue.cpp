@@ -87,6 +87,8 @@ private:
     struct Loop {
         asio::io_context context{1};
         asio::executor_work_guard<asio::io_context::executor_type> keepRunning = asio::make_work_guard(context);
+        // Has the loop take its descriptors now, while it can still be told that there are none.
+        asio::steady_timer first{context};
         std::map<std::uint64_t, asio::steady_timer> timers;  // on the loop's thread only
         std::uint64_t nextTimer = 0;
     };
@@ -98,7 +100,11 @@ private:
 }  // namespace
 
 std::shared_ptr<SerialQueue> SerialQueue::create(const std::string& label) {
-    return std::make_shared<AsioQueue>(label);
+    try {
+        return std::make_shared<AsioQueue>(label);
+    } catch (const std::system_error&) {
+        return nullptr;  // no thread, or no descriptor for its loop
+    }
 }
 
 }  // namespace varnel

@@ -9,6 +9,8 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -69,19 +71,36 @@ struct WatchThread::State {
 
 WatchThread::WatchThread(std::unique_ptr<WatchJob> job) : state_(std::make_shared<State>(std::move(job))) {
     state_->job->onReady = [state = state_.get()] { state->note(state->isReady); };
-    thread_ = std::thread([state = state_] {
-        auto end = WatchEnd::over;
-        do {
-            end = watch(*state->job);
-            state->note(state->isReady);
-            state->note(state->hasEnded);
-            // Whoever follows the mounts may have looked when this one was already there and the end not yet known.
-        } while (end == WatchEnd::unmounted && state->beginsAnew());
-    });
+    if (state_->job->stop.descriptor() < 0) {  // the thread would never end
+        giveUp();
+        return;
+    }
+    try {
+        thread_ = std::thread([state = state_] {
+            auto end = WatchEnd::over;
+            do {
+                end = watch(*state->job);
+                state->note(state->isReady);
+                state->note(state->hasEnded);
+                // Whoever follows the mounts may have looked when this one was already there and the end not yet known.
+            } while (end == WatchEnd::unmounted && state->beginsAnew());
+        });
+    } catch (const std::system_error&) {
+        giveUp();
+    }
+}
+
+void WatchThread::giveUp() {
+    const std::string& root = state_->job->root;
+    state_->job->onProblem("cannot watch " + root + ": " + noThread);
+    state_->job->events->addLost(root);
+    state_->note(state_->isReady);
+    state_->note(state_->hasEnded);
 }
 
 WatchThread::~WatchThread() {
     stop();
+    if (!thread_.joinable()) return;
     if (state_->waitFor(state_->hasEnded, std::chrono::steady_clock::now() + patience)) {
         thread_.join();
     } else {
