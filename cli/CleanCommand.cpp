@@ -170,9 +170,8 @@ private:
     std::optional<std::string> whyRefused(const std::string& path) const {
         if (Target::isProtected(path)) return "is a protected system path.";
         if (!arguments_.allowLiveForks) {
-            if (const auto share = LiveForks::touching(path)) {
-                return "is shared by a file server that keeps live data in ._ files (" + share->configuration +
-                       "); --allow-live-forks cleans it all the same.";
+            if (const auto reason = LiveForks::whyKept(path)) {
+                return *reason + "; --allow-live-forks cleans it all the same.";
             }
         }
         return std::nullopt;

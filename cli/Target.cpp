@@ -4,7 +4,9 @@
 #include <expected>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "core/base/Path.h"
 #include "core/scan/Directory.h"
@@ -43,8 +45,21 @@ std::expected<std::string, std::string> path(const std::string& word) {
     return standardized;
 }
 
+std::string physical(const std::string& path) {
+    for (std::string folder = path;;) {
+        const auto opened = Directory::openRoot(folder, Directory::Links::follow, Directory::Purpose::lookUp);
+        if (const auto place = opened ? Directory::physicalPath(opened->get()) : std::unexpected(opened.error())) {
+            const std::string_view rest = std::string_view(path).substr(folder.size());
+            return rest.empty() ? *place : Path::joined(*place, rest.substr(rest.starts_with('/') ? 1 : 0));
+        }
+        std::string parent(Path::withoutLastComponent(folder));
+        if (parent.empty() || parent == folder) return path;
+        folder = std::move(parent);
+    }
+}
+
 bool isProtected(const std::string& path) {
-    return PathGuard::leadsToForbidden(path);
+    return PathGuard::isForbidden(path) || PathGuard::isForbiddenPlace(physical(path));
 }
 
 std::string problem(const std::string& path) {

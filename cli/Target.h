@@ -10,6 +10,10 @@ namespace varnel::cli::Target {
 /// A leading tilde is the shell's business, so here it is a name like any other.
 std::expected<std::string, std::string> path(const std::string& word);
 
+/// The path with the links on the way to it resolved, as far as its folders are there. Does not ask the server of a
+/// volume that is mounted there, which may be dead.
+std::string physical(const std::string& path);
+
 /// Whether the path is protected as it is written, or leads through links to a place that is.
 bool isProtected(const std::string& path);
 

@@ -62,9 +62,8 @@ Volume volumeAt(const std::string& path) {
 std::optional<std::string> whyRefused(const Volume& volume, bool allowLiveForks) {
     if (Target::isProtected(volume.mountPoint)) return "is a protected system path.";
     if (!allowLiveForks) {
-        if (const auto share = LiveForks::touching(volume.mountPoint)) {
-            return "is shared by a file server that keeps live data in ._ files (" + share->configuration +
-                   "); --allow-live-forks watches it all the same.";
+        if (const auto reason = LiveForks::whyKept(volume.mountPoint)) {
+            return *reason + "; --allow-live-forks watches it all the same.";
         }
     }
     if (volume.isMacFormat()) {

@@ -849,6 +849,28 @@ TEST(CommandLineLiveForks, NeedAConsentOfTheirOwn) {
         tests::shell(
             "mv /etc/samba/smb.conf /etc/samba/more && echo 'include = /etc/samba/more' > /etc/samba/smb.conf");
         EXPECT_EQ(desk.varnel.run({"clean", "--yes", desk.folder.at("v/a")}).status, 3);
+        tests::shell(
+            "mv /etc/samba/more /etc/samba/more.of.ann && echo 'include = /etc/samba/more.of.%u' > "
+            "/etc/samba/smb.conf");
+        EXPECT_EQ(desk.varnel.run({"clean", "--yes", desk.folder.at("v/a")}).status, 3);
+        const struct {
+            const char *command, *obstacle;
+        } bad[] = {
+            {"rm smb.conf && mkdir smb.conf", "/etc/samba/smb.conf"},
+            {"rmdir smb.conf && for i in 1 2 3 4; do echo 'include = /etc/samba/smb.conf'; done > smb.conf",
+             "/etc/samba/smb.conf"},
+            {"echo 'include = Registry' > smb.conf", "the registry that /etc/samba/smb.conf names"},
+            {"echo 'include = /etc/samba/%U/conf' > smb.conf", "/etc/samba/%U/conf"},
+        };
+        for (const auto& c : bad) {
+            tests::shell("cd /etc/samba && " + std::string(c.command));
+            const Finished doubtful = desk.varnel.run({"clean", "--yes", desk.folder.at("v/a")});
+            EXPECT_EQ(doubtful.status, 3);
+            EXPECT_EQ(desk.stable(doubtful.errors),
+                      "varnel: DESK/v/a may be shared by a file server that keeps live data in ._ files (" +
+                          std::string(c.obstacle) +
+                          " cannot be read); --allow-live-forks cleans it all the same.\n");
+        }
         EXPECT_TRUE(desk.folder.has("v/a/._x"));
         EXPECT_EQ(desk.varnel.run({"clean", "--yes", "--allow-live-forks", desk.root}).status, 0);
         EXPECT_FALSE(desk.folder.has("v/a/._x"));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "cli/LiveForks.h"
+#include "cli/ServerConfiguration.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 namespace varnel::cli {
 namespace {
 
-std::vector<std::string> folders(const std::vector<LiveForks::Share>& shares) {
+std::vector<std::string> folders(const std::vector<ServerConfiguration::Share>& shares) {
     std::vector<std::string> result;
     for (const auto& share : shares)
         result.push_back(share.folder);
@@ -18,7 +18,7 @@ std::vector<std::string> folders(const std::vector<LiveForks::Share>& shares) {
 
 using Texts = std::vector<std::string>;
 
-TEST(LiveForks, AreInSMBSharesWithTheModuleForMacs) {
+TEST(ServerConfiguration, SMBSharesWithTheModuleForMacsKeepForks) {
     const struct {
         const char* text;
         Texts expected;
@@ -41,14 +41,20 @@ TEST(LiveForks, AreInSMBSharesWithTheModuleForMacs) {
         {"[s]\npath=%H\nvfs objects=fruit\n", {"/"}},
         {"[global]\nvfs objects=fruit\npath=/srv/no\n[homes]\n", {"/home"}},
         {"[homes]\npath=/data/%S\nvfs objects=fruit\n", {"/data"}},
+        {"[s]\npath = \"/srv/a b\"\nvfs objects = fruit\n", {"/srv/a b"}},
+        {"[s]\npath=/srv/a\nvfs objects = catia \\\n  fruit\n", {"/srv/a"}},
+        {"[s]\npath=/srv/a\nvfs objects = catia \\", {}},
+        {"[Pattern]\nvfs objects=fruit\n[s]\ncopy = pattern\npath=/srv/a\n", {"/srv/a"}},
+        {"[pattern]\nvfs objects=fruit\n[s]\ncopy = pattern\npath=/srv/a\nvfs objects=\n", {}},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(folders(LiveForks::inSMBConfiguration(c.text, "f")), c.expected) << c.text;
-    EXPECT_EQ(LiveForks::inSMBConfiguration("[My Share]\npath=/a\nvfs objects=fruit", "smb.conf")[0].configuration,
-              "smb.conf: [my share]");
+        EXPECT_EQ(folders(ServerConfiguration::inSMBConfiguration(c.text, "f")), c.expected) << c.text;
+    EXPECT_EQ(
+        ServerConfiguration::inSMBConfiguration("[My Share]\npath=/a\nvfs objects=fruit", "smb.conf")[0].configuration,
+        "smb.conf: [my share]");
 }
 
-TEST(LiveForks, AreInAFPVolumesThatKeepFiles) {
+TEST(ServerConfiguration, AFPVolumesThatKeepFilesKeepForks) {
     const struct {
         const char* text;
         Texts expected;
@@ -62,17 +68,34 @@ TEST(LiveForks, AreInAFPVolumesThatKeepFiles) {
         {"[Homes]\nbasedir regex = /users\npath = mac\nea = ad\n", {"/users"}},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(folders(LiveForks::inAFPConfiguration(c.text, "f")), c.expected) << c.text;
+        EXPECT_EQ(folders(ServerConfiguration::inAFPConfiguration(c.text, "f")), c.expected) << c.text;
 }
 
-TEST(LiveForks, AreInEveryVolumeOfAnOldList) {
+TEST(ServerConfiguration, EveryVolumeOfAnOldListKeepsForks) {
     const std::string text =
         "# comment\n:DEFAULT: options:upriv\n~ \"Home\"\n/srv/a \"A\" cnidscheme:dbd\n\"/srv/b c/\" B\n\nrelative\n";
-    const Texts found = folders(LiveForks::inAFPVolumeList(text, "f"));
+    const Texts found = folders(ServerConfiguration::inAFPVolumeList(text, "f"));
     ASSERT_EQ(found.size(), 3U);
     EXPECT_EQ(found[0], "/home");
     EXPECT_EQ(found[1], "/srv/a");
     EXPECT_EQ(found[2], "/srv/b c");
+}
+
+TEST(ServerConfiguration, NamesWhatElseIsPartOfIt) {
+    const struct {
+        const char *line, *expected;
+    } cases[] = {
+        {"include = /etc/samba/more", "/etc/samba/more"},
+        {"  INCLUDE=\"/etc/with blank\"", "/etc/with blank"},
+        {"include = registry", "registry"},
+        {"config backend = registry", "registry"},
+        {"config backend = file", ""},
+        {"includes = /etc/no", ""},
+        {"# include = /etc/no", ""},
+        {"include", ""},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(ServerConfiguration::inclusion(c.line), c.expected) << c.line;
 }
 
 }  // namespace
