@@ -65,15 +65,24 @@ def facts(pid, file, *keys):
     return [int(found[key].split()[0]) for key in keys]
 
 
+def family(pid):
+    """The process and those that it started."""
+    children = subprocess.run(["pgrep", "-P", str(pid)], stdout=subprocess.PIPE, text=True).stdout.split()
+    return [pid, *map(int, children)]
+
+
 def processor_seconds(pid):
-    with open("/proc/%d/stat" % pid) as text:
-        fields = text.read().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+    ticks = 0
+    for each in family(pid):
+        with open("/proc/%d/stat" % each) as text:
+            fields = text.read().rsplit(")", 1)[1].split()
+        ticks += int(fields[11]) + int(fields[12])
+    return ticks / os.sysconf("SC_CLK_TCK")
 
 
 def wake_ups(pid):
     return sum(facts(int(task.split("/")[-1]), "status", "voluntary_ctxt_switches")[0]
-               for task in glob.glob("/proc/%d/task/*" % pid))
+               for each in family(pid) for task in glob.glob("/proc/%d/task/*" % each))
 
 
 class Bench:
@@ -206,9 +215,8 @@ class Bench:
 
     @staticmethod
     def memory(pid):
-        """KiB of the process and of those that it started."""
-        children = subprocess.run(["pgrep", "-P", str(pid)], stdout=subprocess.PIPE, text=True).stdout.split()
-        return sum(facts(int(each), "status", "VmRSS")[0] for each in [pid, *children])
+        """KiB."""
+        return sum(facts(each, "status", "VmRSS")[0] for each in family(pid))
 
     def idle(self):
         seconds = 10
@@ -246,7 +254,8 @@ class Bench:
                         written, after, left = map(float, self.storm_of(share, files, 4))
                         if left:
                             raise SystemExit("%s left %d files" % (contender.name, left))
-                        measured[contender.name] = (written, after, facts(process.pid, "status", "VmHWM")[0] / 1024)
+                        peak = max(facts(each, "status", "VmHWM")[0] for each in family(process.pid))
+                        measured[contender.name] = (written, after, peak / 1024)
                     with open(os.path.join(home, "said")) as said:
                         recoveries[contender.name] += said.read().count(" RECOVER ")
                     self.sweep_up(share)

@@ -228,7 +228,7 @@ private:
     ExitStatus remove(const Plan& plan, const std::optional<VolumeIdentity>& volume) {
         const bool dryRun = arguments_.dryRun;
         ExecResult result;
-        const Interruption::Deferred deferred;
+        const Interruption::Deferred deferred("finishing the item at hand; Ctrl-C again stops at once");
         {
             ProgressLine progress;
             const auto all = static_cast<std::int64_t>(plan.items.size());

@@ -12,11 +12,13 @@
 #include <cerrno>
 #include <chrono>
 #include <string_view>
+#include <system_error>
 #include <thread>
 
 #include "cli/ExitStatus.h"
 #include "cli/Output.h"
 #include "cli/ProgressLine.h"
+#include "core/base/Process.h"
 
 namespace varnel::cli::Interruption {
 namespace {
@@ -26,9 +28,11 @@ namespace {
 constexpr int handedOn = SIGUSR1;
 constexpr std::chrono::milliseconds timeToDie{1000};
 constexpr std::chrono::milliseconds napLength{5};
+constexpr std::chrono::milliseconds lookInterval{200};
 
-std::atomic<bool> isDeferred{false};
+std::atomic<const char*> deferral{nullptr};  // what a person is told at the first; null where nothing is deferred
 std::atomic<bool> requested{false};
+std::array<int, 2> requests{-1, -1};  // a pipe with a byte in it once requested
 
 void say(std::string_view text) {
     if (::write(STDERR_FILENO, text.data(), text.size()) < 0) return;  // there is nobody to tell
@@ -76,35 +80,41 @@ void handOn(int) {
 
 // The working process.
 
-[[noreturn]] void leave(int announcements) {
-    eraseProgress();
-    // Said before the end, which may take as long as the disk likes.
-    if (::write(announcements, "x", 1) < 0) ::_exit(static_cast<int>(ExitStatus::interrupted));
-    // What was done before is told, where it was printed but not sent on yet.
-    Output::flush();
-    ::_exit(static_cast<int>(ExitStatus::interrupted));
+int announcements = -1;  // where it tells the watching one that it is ending
+
+/// Notes an interruption, and gives what the person is told; null where it is to end the process.
+const char* note() {
+    const char* const answer = deferral;
+    if (answer == nullptr || requested.exchange(true)) return nullptr;
+    if (::write(requests[1], "x", 1) < 0) return answer;  // whoever waits looks now and then
+    return answer;
 }
 
-void listen(int announcements) {
+void tell(const char* answer) {
+    if (::isatty(STDERR_FILENO) != 1) return;
+    eraseProgress();
+    say(answer);
+    say("\n");
+}
+
+void listen() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, handedOn);
-    std::thread([signals, announcements] {
+    std::thread([signals] {
         for (;;) {
             int received = 0;
             if (::sigwait(&signals, &received) != 0) continue;
-            if (!isDeferred || requested.exchange(true)) leave(announcements);
-            if (::isatty(STDERR_FILENO) == 1) {
-                eraseProgress();
-                say("finishing the item at hand; Ctrl-C again stops at once\n");
-            }
+            const char* const answer = note();
+            if (answer == nullptr) leave();
+            tell(answer);
         }
     }).detach();
 }
 
 /// Ends the work with the process that watches it: whoever kills that one means both.
-void endWithWatcher(int announcements) {
-    std::thread([announcements] {
+void endWithWatcher() {
+    std::thread([] {
         pollfd end{announcements, 0, 0};  // POLLERR, once nobody reads any more
         while (::poll(&end, 1, -1) < 0 && errno == EINTR) {
         }
@@ -112,20 +122,39 @@ void endWithWatcher(int announcements) {
     }).detach();
 }
 
-void handOnUnlessIgnored(int signal) {
+/// In the place of the thread, where the system has none to give: may come in the middle of anything.
+void onSignal(int) {
+    const char* const answer = note();
+    if (answer == nullptr) ::_exit(static_cast<int>(ExitStatus::interrupted));
+    tell(answer);
+}
+
+void handleUnlessIgnored(int signal, void (*handler)(int)) {
     struct sigaction action {};
     if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) return;  // as nohup and & ask
     action = {};
-    action.sa_handler = handOn;
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
     ::sigaction(signal, &action, nullptr);
 }
 
-void blockSignals() {
+sigset_t ownSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     for (const int signal : {SIGINT, SIGTERM, handedOn})
         sigaddset(&signals, signal);
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+/// A pipe that no program inherits which is started from here; none where the system has none to give.
+bool makePipe(std::array<int, 2>& ends) {
+    if (::pipe(ends.data()) != 0) {
+        ends = {-1, -1};
+        return false;
+    }
+    for (const int end : ends)
+        ::fcntl(end, F_SETFD, FD_CLOEXEC);
+    return true;
 }
 
 }  // namespace
@@ -133,41 +162,67 @@ void blockSignals() {
 void begin() {
     std::array<int, 2> ends{};
     sigset_t before;
-    ::pthread_sigmask(SIG_SETMASK, nullptr, &before);
-    blockSignals();
-    const bool hasPipe = ::pipe(ends.data()) == 0;
-    worker = hasPipe ? ::fork() : -1;
+    const sigset_t signals = ownSignals();
+    // Held back before there is any thread or process that could take one for itself.
+    ::pthread_sigmask(SIG_BLOCK, &signals, &before);
+    makePipe(requests);
+    worker = canWorkAfterFork() && makePipe(ends) ? ::fork() : -1;
     if (worker < 0) {
-        // No room for a second process: Ctrl-C ends this one as it ends any other.
+        // Without a second process this one answers by itself, as long as no call holds it.
+        for (const int signal : {SIGINT, SIGTERM})
+            handleUnlessIgnored(signal, onSignal);
         ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
         return;
     }
-    for (const int end : ends)
-        ::fcntl(end, F_SETFD, FD_CLOEXEC);
     if (worker > 0) {
         ::close(ends[1]);
         ::signal(handedOn, SIG_IGN);
         // The handlers are set before the signals are let in again.
-        handOnUnlessIgnored(SIGINT);
-        handOnUnlessIgnored(SIGTERM);
+        for (const int signal : {SIGINT, SIGTERM})
+            handleUnlessIgnored(signal, handOn);
         ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
         watch(ends[0]);
     }
     ::close(ends[0]);
-    listen(ends[1]);
-    endWithWatcher(ends[1]);
+    announcements = ends[1];
+    try {
+        listen();
+        endWithWatcher();
+    } catch (const std::system_error&) {
+        ::signal(handedOn, onSignal);
+        sigset_t own;
+        sigemptyset(&own);
+        sigaddset(&own, handedOn);
+        ::pthread_sigmask(SIG_UNBLOCK, &own, nullptr);
+    }
 }
 
-Deferred::Deferred() {
-    isDeferred = true;
+Deferred::Deferred(const char* answer) {
+    deferral = answer;
 }
 
 Deferred::~Deferred() {
-    isDeferred = false;
+    deferral = nullptr;
 }
 
 bool isRequested() {
     return requested;
+}
+
+void waitUntilRequested() {
+    while (!requested) {
+        char byte = 0;
+        if (::read(requests[0], &byte, 1) < 0 && errno != EINTR) std::this_thread::sleep_for(lookInterval);
+    }
+}
+
+[[noreturn]] void leave() {
+    eraseProgress();
+    // Said before the end, which may take as long as the disk likes.
+    const bool isWatched = ::write(announcements, "x", 1) == 1 || announcements < 0;
+    // What was done before is told, where it was printed but not sent on yet.
+    if (isWatched) Output::flush();
+    ::_exit(static_cast<int>(ExitStatus::interrupted));
 }
 
 }  // namespace varnel::cli::Interruption

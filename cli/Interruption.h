@@ -8,15 +8,16 @@
 namespace varnel::cli::Interruption {
 
 /// Splits the process: the one that returns from here works, the other watches and ends with the worker's status.
-/// Called once, before any other thread exists and before anything is written. From then on Ctrl-C ends both at once
-/// with status 130, unless it is deferred.
+/// Called once, before any other thread exists and before anything is written. From then on Ctrl-C and SIGTERM end both
+/// at once with status 130, unless they are deferred.
 void begin();
 
-/// While one of these lives, the first Ctrl-C is only noted, so that the item at hand can be finished; the second ends
+/// While one of these lives, the first Ctrl-C is only noted, so that the work can come to a good end; the second ends
 /// the process at once.
 class Deferred {
 public:
-    Deferred();
+    /// `answer`: a line for the person at the terminal who pressed it once; a literal.
+    explicit Deferred(const char* answer);
     ~Deferred();
     Deferred(const Deferred&) = delete;
     Deferred& operator=(const Deferred&) = delete;
@@ -24,5 +25,11 @@ public:
 
 /// Whether a Ctrl-C was noted.
 bool isRequested();
+
+/// Returns once a Ctrl-C was noted.
+void waitUntilRequested();
+
+/// Ends the process at once with status 130, whatever its threads are waiting for.
+[[noreturn]] void leave();
 
 }  // namespace varnel::cli::Interruption

@@ -1,7 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <signal.h>  // NOLINT(modernize-deprecated-headers): sigwait() and the masks are POSIX
-#include <unistd.h>
-
 #include <chrono>
 #include <functional>
 #include <future>
@@ -11,22 +8,24 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "cli/Arguments.h"
 #include "cli/Commands.h"
 #include "cli/ExitStatus.h"
+#include "cli/Interruption.h"
 #include "cli/LiveForks.h"
 #include "cli/MountEvents.h"
 #include "cli/Output.h"
 #include "cli/RepeatedSweep.h"
 #include "cli/Target.h"
+#include "core/base/BoundedWait.h"
 #include "core/base/SerialQueue.h"
 #include "core/log/Log.h"
 #include "core/rules/RuleSet.h"
 #include "core/scan/FSInfo.h"
+#include "core/scan/VolumeIdentity.h"
 #include "core/volumes/MountedVolumes.h"
 #include "core/volumes/Volume.h"
 #include "core/volumes/VolumeList.h"
@@ -42,6 +41,7 @@ constexpr const char* queueLabel = "com.quorin.varnel.watcher";
 
 /// How long the end may take; a sweep on a dead share would hold it for ever.
 constexpr std::chrono::seconds longestEnd{5};
+constexpr std::chrono::milliseconds lookInterval{50};
 
 double now() {
     return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
@@ -90,7 +90,7 @@ private:
         if (!target) return refuse(word + ' ' + target.error(), ExitStatus::refused);
         // What is missing is no refusal.
         if (const std::string problem = Target::problem(*target); !problem.empty() && !Target::isProtected(*target)) {
-            return refuse(*target + ": " + problem, ExitStatus::failed);
+            return refuse(*target + ": " + problem + "; left out until the watch is started anew", ExitStatus::failed);
         }
         if (const auto refusal = whyRefused(volumeAt(*target), allowLiveForks)) {
             return refuse(*target + ' ' + *refusal, ExitStatus::refused);
@@ -107,15 +107,6 @@ private:
     ExitStatus status_ = ExitStatus::done;
 };
 
-/// The named folders that are there at the moment.
-std::vector<Volume> present(const std::vector<std::string>& paths) {
-    std::vector<Volume> volumes;
-    for (const std::string& path : paths) {
-        if (Target::problem(path).empty()) volumes.push_back(volumeAt(path));
-    }
-    return volumes;
-}
-
 /// What is to be watched, asked anew whenever volumes come and go: another one may be in the place of a card that was
 /// fine, and a server may have begun to share it. Each refusal is told once.
 class Targets {
@@ -125,7 +116,7 @@ public:
 
     /// Safe from any thread.
     std::vector<Volume> now() {
-        std::vector<Volume> volumes = paths_.empty() ? VolumeList::targets() : present(paths_);
+        std::vector<Volume> volumes = paths_.empty() ? VolumeList::targets() : present();
         std::erase_if(volumes, [&](const Volume& volume) {
             const auto refusal = whyRefused(volume, allowLiveForks_);
             if (refusal) tellOnce(volume.mountPoint + ' ' + *refusal);
@@ -135,6 +126,20 @@ public:
     }
 
 private:
+    /// The named folders that are there at the moment.
+    std::vector<Volume> present() {
+        std::vector<Volume> volumes;
+        for (const std::string& path : paths_) {
+            // This does not ask the server of what is mounted there, which may be dead.
+            if (VolumeIdentity::of(path)) {
+                volumes.push_back(volumeAt(path));
+            } else {
+                tellOnce(path + " is not there; it is watched again once something is mounted there");
+            }
+        }
+        return volumes;
+    }
+
     void tellOnce(const std::string& refusal) {
         const std::lock_guard lock(mutex_);
         if (told_.insert(refusal).second) say(refusal);
@@ -154,42 +159,31 @@ void noteShares(const std::vector<Volume>& volumes, bool isSwept) {
     }
 }
 
-/// The signals that end the watch, held back from every thread so that one can wait for them.
-sigset_t holdSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return signals;
-}
-
-void waitFor(const sigset_t& signals) {
-    int received = 0;
-    while (::sigwait(&signals, &received) != 0) {
+/// Waits until the queue has done what it was given; false where an interruption came first, for a volume may take its
+/// time.
+bool waitForWork(SerialQueue& queue) {
+    const auto done = std::make_shared<std::promise<void>>();
+    const auto isDone = done->get_future();
+    queue.async([done] { done->set_value(); });
+    while (isDone.wait_for(lookInterval) != std::future_status::ready) {
+        if (Interruption::isRequested()) return false;
     }
+    return true;
 }
 
 /// Ends the watcher, and the process where the watcher does not end in time.
 void endInTime(const std::shared_ptr<Watcher>& watcher) {
-    auto ended = std::make_shared<std::promise<void>>();
-    auto hasEnded = ended->get_future();
-    std::thread([watcher, ended] {
-        watcher->stop();
-        ended->set_value();
-    }).detach();
-    if (hasEnded.wait_for(longestEnd) == std::future_status::ready) return;
+    if (BoundedWait::run([watcher] { watcher->stop(); }, longestEnd)) return;
     say("a sweep is still at work, or a volume does not answer; ended all the same");
-    Output::finish();
-    ::_exit(static_cast<int>(ExitStatus::interrupted));
+    Interruption::leave();
 }
 
 }  // namespace
 
 ExitStatus runWatch(const WatchArguments& arguments) {
+    Interruption::begin();
     const NamedFolders named(arguments);
     if (!arguments.paths.empty() && named.paths().empty()) return named.status();
-    const sigset_t signals = holdSignals();
 
     const auto watched = std::make_shared<Targets>(named.paths(), arguments.allowLiveForks);
     const auto targets = [watched] { return watched->now(); };
@@ -199,9 +193,14 @@ ExitStatus runWatch(const WatchArguments& arguments) {
         Output::result(Output::shown(line) + '\n');
         Output::flush();
     });
+    const auto queue = SerialQueue::create(queueLabel);
+    if (!log || !queue) {
+        say("cannot watch: the system has no thread or descriptor to give; end other programs, or raise the limits of "
+            "processes and of open files");
+        return ExitStatus::failed;
+    }
     if (log->path().empty()) say("log unavailable: " + Log::defaultDirectory());
 
-    const auto queue = SerialQueue::create(queueLabel);
     const auto mounts = MountNotifications::ofSystem();
     const auto watching = std::make_shared<std::weak_ptr<Watcher>>();
     auto streams = MountEvents::heard(EventStreams::ofSystem(targets, mounts, say), [watching] {
@@ -210,12 +209,14 @@ ExitStatus runWatch(const WatchArguments& arguments) {
     const auto watcher =
         Watcher::create(RuleSet::standard(), latency, log, {queue, std::move(streams), mounts, targets, now});
     *watching = watcher;
+    const Interruption::Deferred deferred("ending the watch; Ctrl-C again stops at once");
     watcher->start();
-    queue->sync([] {});
-    if (!watcher->isRunning()) return ExitStatus::failed;  // the log line says why
-    if (arguments.sweepFirst) watcher->sweepNow();
-    if (arguments.sweepEvery) RepeatedSweep::begin(queue, watcher, std::chrono::minutes(*arguments.sweepEvery));
-    waitFor(signals);
+    if (waitForWork(*queue)) {
+        if (!watcher->isRunning()) return ExitStatus::failed;  // the log line says why
+        if (arguments.sweepFirst) watcher->sweepNow();
+        if (arguments.sweepEvery) RepeatedSweep::begin(queue, watcher, std::chrono::minutes(*arguments.sweepEvery));
+        Interruption::waitUntilRequested();
+    }
     endInTime(watcher);
     log->flush();
     return named.status();

@@ -33,6 +33,9 @@ struct Pipe {
     FileDescriptor writing;
 };
 
+/// Port: whether a process that was forked, and became no other program, may use the whole system.
+bool canWorkAfterFork();
+
 /// Port: a pipe that programs do not inherit, from the start where the system can do that; else the errno value.
 std::expected<Pipe, int> openPipe();
 

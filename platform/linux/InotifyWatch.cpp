@@ -242,7 +242,7 @@ private:
             isOver_ = true;
             // A volume that is unmounted is nobody's loss; a folder that is gone is news.
             if ((record.mask & (IN_DELETE_SELF | IN_MOVE_SELF)) != 0) {
-                job_.onProblem(job_.root + " is gone; it is not watched any more");
+                job_.onProblem(job_.root + " is gone; it is not watched until the watch is started anew");
             } else {
                 end_ = WatchEnd::unmounted;
             }

@@ -22,6 +22,10 @@ std::string launchFailure(const std::string& /*program*/, int error) {
     return std::generic_category().message(error);
 }
 
+bool canWorkAfterFork() {
+    return true;
+}
+
 std::expected<Pipe, int> openPipe() {
     std::array<int, 2> ends{};
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) return std::unexpected(errno);

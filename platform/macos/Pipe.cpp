@@ -15,6 +15,11 @@
 
 namespace varnel {
 
+// The frameworks refuse to work in a process that was forked.
+bool canWorkAfterFork() {
+    return false;
+}
+
 std::expected<Pipe, int> openPipe() {
     std::array<int, 2> ends{};
     if (::pipe(ends.data()) != 0) return std::unexpected(errno);

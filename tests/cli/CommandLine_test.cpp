@@ -735,6 +735,31 @@ TEST(CommandLineBadInput, AMissingLogStopsNothing) {
     EXPECT_FALSE(desk.folder.has("v/a/._x"));
 }
 
+TEST(CommandLineBadInput, DoesWithoutThreadsWhatCanBeDone) {
+    if (tests::hasAddressSanitizer || tests::hasThreadSanitizer) GTEST_SKIP() << "the sanitizer needs a thread itself";
+    if (!tests::hasProgram("prlimit")) GTEST_SKIP() << "needs the program prlimit";
+    const Desk desk;
+    litter(desk);
+    if (::geteuid() == 0) tests::shell("chown -R 65534 '" + desk.folder.path() + "'");
+    EXPECT_EQ(tests::runUnprivileged([&] {
+                  const auto run = [&desk](const std::string& command) {
+                      tests::shell("cd '" + desk.folder.path() +
+                                   "'; status=0; HOME=$PWD/home prlimit --nproc=0:0 '" VARNEL_PROGRAM "' " + command +
+                                   " >out 2>errors || status=$?; echo $status >status");
+                      return std::stoi(desk.folder.contents("status"));
+                  };
+                  EXPECT_EQ(run("watch v"), 1);
+                  EXPECT_EQ(desk.folder.contents("errors"),
+                            "varnel: cannot watch: the system has no thread or descriptor to give; end other programs, "
+                            "or raise the limits of processes and of open files\n");
+                  EXPECT_EQ(run("clean --yes v"), 0);
+                  EXPECT_EQ(desk.stable(desk.folder.contents("errors")),
+                            "varnel: log unavailable: DESK/home/Library/Logs/Varnel\n");
+              }),
+              0);
+    EXPECT_FALSE(desk.folder.has("v/a/._x"));
+}
+
 TEST(CommandLineBadInput, AnOutputThatCannotBeWrittenIsAFailure) {
     const Desk desk;
     litter(desk);
@@ -868,8 +893,7 @@ TEST(CommandLineLiveForks, NeedAConsentOfTheirOwn) {
             EXPECT_EQ(doubtful.status, 3);
             EXPECT_EQ(desk.stable(doubtful.errors),
                       "varnel: DESK/v/a may be shared by a file server that keeps live data in ._ files (" +
-                          std::string(c.obstacle) +
-                          " cannot be read); --allow-live-forks cleans it all the same.\n");
+                          std::string(c.obstacle) + " cannot be read); --allow-live-forks cleans it all the same.\n");
         }
         EXPECT_TRUE(desk.folder.has("v/a/._x"));
         EXPECT_EQ(desk.varnel.run({"clean", "--yes", "--allow-live-forks", desk.root}).status, 0);

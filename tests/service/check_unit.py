@@ -80,6 +80,10 @@ def wait_until(what, condition):
         time.sleep(0.01)
 
 
+def child_of(process):
+    return int(subprocess.run(["pgrep", "-P", str(process)], check=True, stdout=subprocess.PIPE).stdout)
+
+
 def suffices(unit, varnel):
     need("systemd-analyze", "strace", "setpriv", "unshare")
     if os.geteuid() != 0:
@@ -105,8 +109,9 @@ def suffices(unit, varnel):
                 env={**os.environ, "HOME": home, "ASAN_OPTIONS": "detect_leaks=0"})
         try:
             wait_until("the watch begins", lambda: "WATCH started" in open(out).read())
-            pid = int(subprocess.run(["pgrep", "-P", str(watch.pid)], check=True, stdout=subprocess.PIPE).stdout)
-            os.kill(pid, signal.SIGSTOP)  # or it would take the litter before it is given away
+            started = child_of(watch.pid)
+            worker = child_of(started)
+            os.kill(worker, signal.SIGSTOP)  # or it would take the litter before it is given away
             litter = []
             for root in (share, volume):
                 for name, mode in (("theirs", 0o700), ("sticky", 0o1777)):
@@ -120,11 +125,11 @@ def suffices(unit, varnel):
                     os.chown(os.path.join(box, "__MACOSX"), 65534, 65534)
                     os.chown(box, 65533, 65533)
                     os.chmod(box, mode)
-            os.kill(pid, signal.SIGCONT)
+            os.kill(worker, signal.SIGCONT)
             wait_until("all litter goes", lambda: not any(os.path.exists(path) for path in litter))
             with open(calls) as lines:
                 made = set(re.findall(r"(?m)^\d+ +(?:<\.\.\. )?(\w+)[( ]", lines.read()))
-            os.kill(pid, signal.SIGTERM)
+            os.kill(started, signal.SIGTERM)
             status = watch.wait(20)
         finally:
             try:

@@ -90,6 +90,9 @@ class Watcher:
             self.process = subprocess.Popen([varnel, "watch", *words], stdin=subprocess.DEVNULL, stdout=said, stderr=said,
                                             env={**os.environ, "HOME": home})
         wait_until(name + " does not begin", lambda: "" if "WATCH started" in self.text() else "silent")
+        # The process that was started only looks after the one that works.
+        with open("/proc/%d/task/%d/children" % (self.process.pid, self.process.pid)) as children:
+            self.worker = int(children.read())
         self.memory = []  # seconds, KiB, KiB that the guard accounts for
         self.remembered, self.read_to = 0, 0
         self.paths = set()
@@ -102,7 +105,7 @@ class Watcher:
         return self.text().count(" " + tag)
 
     def status(self, key, task=None):
-        name = "/proc/%d/%sstatus" % (self.process.pid, "task/%s/" % task if task else "")
+        name = "/proc/%d/%sstatus" % (self.worker, "task/%s/" % task if task else "")
         with open(name) as lines:
             return int(next(line for line in lines if line.startswith(key + ":")).split()[1])
 
@@ -121,11 +124,11 @@ class Watcher:
         self.memory.append((seconds, self.status("VmRSS"), self.remembered / 1024))
 
     def wake_ups(self):
-        return sum(self.status("voluntary_ctxt_switches", task) for task in os.listdir("/proc/%d/task" % self.process.pid))
+        return sum(self.status("voluntary_ctxt_switches", task) for task in os.listdir("/proc/%d/task" % self.worker))
 
     def holds(self):
         """How many threads there are, and what the descriptors are of."""
-        folder = "/proc/%d/" % self.process.pid
+        folder = "/proc/%d/" % self.worker
         links = sorted(re.sub(r"[\d/].*", "", os.readlink(folder + "fd/" + name)) or os.readlink(folder + "fd/" + name)
                        for name in os.listdir(folder + "fd"))
         return "%d threads, " % len(os.listdir(folder + "task")) + ", ".join(
@@ -373,7 +376,7 @@ class Soak:
     def overflow(self):
         """More than the kernel's queue holds, while nobody reads it."""
         for watcher in self.watchers:
-            watcher.process.send_signal(signal.SIGSTOP)
+            os.kill(watcher.worker, signal.SIGSTOP)
         try:
             for place in (self.share, self.volumes[0]):
                 if not place.is_mounted:
@@ -386,7 +389,7 @@ class Soak:
                 self.keep(place, below + "/0/kept", self.content())
         finally:
             for watcher in self.watchers:
-                watcher.process.send_signal(signal.SIGCONT)
+                os.kill(watcher.worker, signal.SIGCONT)
 
     def mount_inside(self):
         """What is mounted inside a volume is not of it."""

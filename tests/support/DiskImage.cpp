@@ -61,7 +61,7 @@ void mountAgain(const DiskKind& kind, const std::string& image, const std::strin
 void unmountDisk(const std::string& place) {
     // Whoever looks at a disk, as a watcher does, is in the way for a moment; who holds it is in the way for good.
     shell(environment("", place) +
-          "for try in 1 2 3 4 5 6 7 8 9; do umount \"$PLACE\" 2>/dev/null && exit; sleep 0.1; done; umount \"$PLACE\"");
+          "for try in $(seq 50); do umount \"$PLACE\" 2>/dev/null && exit; sleep 0.1; done; umount \"$PLACE\"");
 }
 
 }  // namespace varnel::tests

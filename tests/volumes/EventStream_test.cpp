@@ -463,7 +463,8 @@ TEST(EventStream, SaysWhenTheFolderItselfIsGone) {
     listener.start();
     std::filesystem::remove(folder.at("v"));
     EXPECT_TRUE(comesTrue([&] { return !listener.problems().empty(); }));
-    EXPECT_EQ(listener.problems(), Texts{folder.at("v") + " is gone; it is not watched any more"});
+    EXPECT_EQ(listener.problems(),
+              Texts{folder.at("v") + " is gone; it is not watched until the watch is started anew"});
 }
 
 TEST(EventStream, GathersWhileTheHandlerIsBusy) {

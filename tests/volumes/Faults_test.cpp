@@ -245,6 +245,116 @@ TEST(DeadDisk, LetsGoAtCtrlC) {
     });
 }
 
+TEST(DeadDisk, LetsGoOfACleanAtTheSecondCtrlC) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        fill(disk);
+        disk.rules("unlink /._2 hang\n");
+        const tests::Program varnel(disk.folder.at("home"));
+        const auto hangs = [&disk](const std::string&) { return !disk.folder.has("real/._1"); };
+        const tests::Finished done =
+            varnel.runOnTerminal({"clean", "--yes", disk.folder.at("disk")},
+                                 {{hangs, "\x03"}, {tests::shows("Ctrl-C again stops at once"), "\x03"}});
+        EXPECT_EQ(done.status, 130);
+        EXPECT_NE(done.out.find("the disk does not answer; the last call to it is left to the system\n"),
+                  std::string::npos)
+            << done.out;
+        EXPECT_TRUE(disk.folder.has("real/__MACOSX/a/1") && disk.folder.has("real/w/.Trashes/x"));
+        disk.rules("");
+        EXPECT_EQ(varnel.run({"clean", "--yes", disk.folder.at("disk")}).status, 0) << "the rest goes the next time";
+        for (const char* name : {"real/._2", "real/__MACOSX", "real/w/.Trashes"})
+            EXPECT_FALSE(disk.folder.has(name)) << name;
+        EXPECT_TRUE(disk.folder.has("real/keep"));
+    });
+}
+
+TEST(DeadDisk, LetsGoOfAWatch) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        fill(disk);
+        disk.folder.folder("alive");
+        disk.rules("opendir * hang\n");
+        // The sweep sits in a call that does not return.
+        const std::vector<std::string> words = {"watch", "--sweep-first", disk.folder.at("disk"),
+                                                disk.folder.at("alive")};
+        tests::RunningProgram watch(disk.folder.at("home"), words);
+        ASSERT_TRUE(watch.says("WATCH started"));
+        EXPECT_EQ(watch.end(SIGTERM), 130);
+        EXPECT_EQ(watch.errors(),
+                  "varnel: a sweep is still at work, or a volume does not answer; ended all the same\n"
+                  "varnel: the disk does not answer; the last call to it is left to the system\n");
+        const tests::Finished twice = tests::Program(disk.folder.at("home"))
+                                          .runOnTerminal(words, {{tests::shows("WATCH started"), "\x03"},
+                                                                 {tests::shows("Ctrl-C again"), "\x03"}});
+        EXPECT_EQ(twice.status, 130);
+        EXPECT_EQ(twice.out.find("a sweep is still at work"), std::string::npos) << "nothing was waited for";
+        // Ctrl-C before it has begun: the disk takes its time.
+        const auto begun = std::chrono::steady_clock::now();
+        const auto early = [begun](const std::string&) {
+            return std::chrono::steady_clock::now() - begun > std::chrono::milliseconds(500);
+        };
+        const tests::Finished soon =
+            tests::Program(disk.folder.at("home"))
+                .runOnTerminal(words, {{early, "\x03"}, {tests::shows("Ctrl-C again"), "\x03"}});
+        EXPECT_EQ(soon.status, 130);
+        EXPECT_EQ(soon.out.find("WATCH started"), std::string::npos) << soon.out;
+    });
+}
+
+TEST(DeadDisk, HoldsUpNoOtherFolderOfAWatch) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        disk.folder.file("real/keep");
+        disk.folder.folder("alive");
+        tests::RunningProgram watch(disk.folder.at("home"), {"watch", disk.folder.at("disk"), disk.folder.at("alive")});
+        ASSERT_TRUE(watch.says("WATCH started"));
+        disk.rules("getattr * hang\nopendir * hang\n");
+        tests::shell("mkdir '" + disk.folder.at("other") + "' && mount -t tmpfs other '" + disk.folder.at("other") +
+                     "'");  // whoever watches looks at all its folders anew
+        disk.folder.file("alive/._x");
+        EXPECT_TRUE(comesTrue([&] { return !disk.folder.has("alive/._x"); }));
+        tests::unmount(disk.folder.at("other"));
+        watch.end(SIGTERM);
+    });
+}
+
+TEST(FaultyDisk, GetsAClearLineAndTheStatusOfTheContract) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        const std::string root = disk.folder.at("disk");
+        const tests::Program varnel(disk.folder.at("home"));
+        const struct {
+            const char* rules;
+            std::string errors;
+            const char* ending;
+        } cases[] = {
+            {"getattr / EIO", "varnel: " + root + ": Input/output error\n", ""},
+            {"opendir / EIO", "", "    cannot open: DISK\n"},
+            {"opendir /w EIO", "", "    cannot open: DISK/w\nremoved 3 items (1 dirs), 2 bytes\n"},
+            {"unlink /._1 EIO", "varnel: " + root + "/._1 — Input/output error\n",
+             "removed 3 items (2 dirs), 1 byte, 1 failed\n"},
+            {"unlink * EIO\nrmdir * EIO",
+             "varnel: " + root + "/._1 — Input/output error\nvarnel: " + root + "/._2 — Input/output error\nvarnel: " +
+                 root + "/w/.Trashes — Input/output error\nvarnel: " + root + "/__MACOSX — Input/output error\n",
+             "removed 0 items, Zero KB, 4 failed\n"},
+        };
+        for (const auto& c : cases) {
+            SCOPED_TRACE(c.rules);
+            disk.rules("");
+            fill(disk);
+            disk.rules(std::string(c.rules) + "\n");
+            const tests::Finished done = varnel.run({"clean", "--yes", "--samples", "0", root});
+            std::string ending = c.ending;
+            for (auto at = ending.find("DISK"); at != std::string::npos; at = ending.find("DISK", at + root.size()))
+                ending.replace(at, 4, root);
+            EXPECT_TRUE(done.out.ends_with(ending)) << done.out;
+            EXPECT_EQ(done.errors, c.errors);
+            EXPECT_EQ(done.status, 1);
+        }
+        disk.rules("getattr / EIO\n");
+        const tests::Finished watched = varnel.run({"watch", root});
+        EXPECT_EQ(watched.errors,
+                  "varnel: " + root + ": Input/output error; left out until the watch is started anew\n");
+        EXPECT_EQ(watched.status, 1);
+    });
+}
+
 TEST(DeadDisk, StillHasAType) {
     withFaultyDisk([](FaultyDisk& disk) {
         disk.rules("getattr * hang\nopendir * hang\n");
