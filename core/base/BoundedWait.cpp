@@ -14,8 +14,9 @@ namespace varnel::BoundedWait {
 bool run(std::function<void()> work, std::chrono::milliseconds limit) {
     auto ended = std::make_shared<std::promise<void>>();
     const auto hasEnded = ended->get_future();
-    auto job = [work = std::move(work), ended] {
+    auto job = [work = std::move(work), ended]() mutable {
         work();
+        work = nullptr;  // or this thread would let go of what the work owns at a moment that nobody knows
         ended->set_value();
     };
     try {

@@ -23,6 +23,14 @@ TEST(BoundedWait, ReturnsWhenTheWorkHasEnded) {
     EXPECT_NE(worker, std::this_thread::get_id());
 }
 
+TEST(BoundedWait, HasLetGoOfWhatTheWorkOwnedWhenItReturns) {
+    for (int i = 0; i < 1000; ++i) {
+        const auto owned = std::make_shared<int>(i);
+        ASSERT_TRUE(BoundedWait::run([owned] {}, 20s));
+        ASSERT_EQ(owned.use_count(), 1) << i;
+    }
+}
+
 TEST(BoundedWait, LeavesWorkBehindThatDoesNotEndInTime) {
     auto release = std::make_shared<std::promise<void>>();
     auto hasEnded = std::make_shared<std::atomic<bool>>(false);
