@@ -64,11 +64,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<Mount> written;
     for (const Mount& mount : *mounts) {
         // What the kernel never writes need not come back.
-        const bool isWhole = mount.mountPoint.starts_with('/') && mount.root.starts_with('/') && !mount.type.empty() &&
-                             !mount.source.empty() && mount.id < INT32_MAX;
+        const bool isWhole = mount.mountPoint.starts_with('/') && mount.root.starts_with('/') &&
+                             !mount.driver.empty() && !mount.source.empty() && mount.id < INT32_MAX;
         if (!isWhole) continue;
         table += std::to_string(mount.id) + " 1 0:1 " + escaped(mount.root) + ' ' + escaped(mount.mountPoint) +
-                 " rw - " + escaped(mount.type) + ' ' + escaped(mount.source) + " rw\n";
+                 " rw - " + escaped(mount.driver) + ' ' + escaped(mount.source) + " rw\n";
         written.push_back(mount);
     }
     const auto again = mountsIn(table);
@@ -79,7 +79,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(one.id == other.id, "a mount keeps its number");
         require(one.mountPoint == other.mountPoint, "and its place, whatever characters that has");
         require(one.root == other.root, "and its root");
-        require(one.type == other.type, "a type by the Mac's name stays as it is");
+        require(one.driver == other.driver, "and its driver");
         require(one.source == other.source, "and so does a source");
     }
     return 0;

@@ -20,7 +20,7 @@ std::optional<std::string> type(const std::string& path) {
     const auto table = id ? MountTable::read() : std::nullopt;
     const MountTable::Mount* const mount = table ? MountTable::find(*table, *id) : nullptr;
     if (mount == nullptr) return std::nullopt;
-    return mount->type;
+    return MountTable::typeOf(*mount);
 }
 
 }  // namespace varnel::FSInfo

@@ -57,14 +57,6 @@ std::string macNameFor(std::string type) {
     return type;
 }
 
-std::string typeOf(libmnt_fs* mount) {
-    std::string type = text(mnt_fs_get_fstype(mount));
-    if (type == "fuseblk" || type.starts_with("fuseblk.")) {
-        if (auto real = typeOnDevice(text(mnt_fs_get_source(mount)))) type = *std::move(real);
-    }
-    return macNameFor(std::move(type));
-}
-
 using Table = std::unique_ptr<libmnt_table, TableDeleter>;
 
 /// The kernel's own table.
@@ -95,7 +87,7 @@ std::optional<std::vector<Mount>> mountsOf(const Table& table) {
         entry.id = static_cast<std::uint64_t>(mnt_fs_get_id(mount));
         entry.mountPoint = text(mnt_fs_get_target(mount));
         entry.root = text(mnt_fs_get_root(mount));
-        entry.type = typeOf(mount);
+        entry.driver = text(mnt_fs_get_fstype(mount));
         entry.source = text(mnt_fs_get_source(mount));
         entry.isShown = mnt_fs_match_options(mount, "x-gvfs-show") == 1;
         entry.isHidden = mnt_fs_match_options(mount, "x-gvfs-hide") == 1;
@@ -174,6 +166,12 @@ std::optional<Occupant> occupantOf(const std::string& path) {
     const auto facts = askFor(path, STATX_MNT_ID | STATX_INO);
     if (!facts) return std::nullopt;
     return Occupant{facts->stx_mnt_id, makedev(facts->stx_dev_major, facts->stx_dev_minor), facts->stx_ino};
+}
+
+std::string typeOf(const Mount& mount) {
+    const bool isAnyOnDevice = mount.driver == "fuseblk" || mount.driver.starts_with("fuseblk.");
+    const auto real = isAnyOnDevice ? typeOnDevice(mount.source) : std::nullopt;
+    return macNameFor(real.value_or(mount.driver));
 }
 
 const Mount* find(const std::vector<Mount>& table, std::uint64_t id) {

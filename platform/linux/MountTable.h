@@ -16,11 +16,15 @@ struct Mount {
     std::uint64_t id = 0;
     std::string mountPoint;
     std::string root;       ///< Which folder of the file system is mounted; "/" but for bind mounts and subvolumes.
-    std::string type;       ///< As people know it: the Mac formats by the Mac's names, block devices by what they hold.
+    std::string driver;     ///< The type as the kernel calls it.
     std::string source;     ///< The device, or whatever the driver put there.
     bool isShown = false;   ///< Marked for file managers.
     bool isHidden = false;  ///< Marked as none of their business.
 };
+
+/// The type as people know it: the Mac formats by the Mac's names, block devices by what they hold. The device is asked
+/// for that where all mounts of its driver bear one name, so only ask this of a mount that matters.
+std::string typeOf(const Mount& mount);
 
 /// Every mount, in the kernel's order; none where the table cannot be read.
 std::optional<std::vector<Mount>> read();

@@ -78,7 +78,7 @@ bool isVolumePlace(std::string_view mountPoint) {
 }
 
 bool isVisible(const Mount& mount) {
-    if (mount.isHidden || isOneOf(kernelTypes, mount.type)) return false;
+    if (mount.isHidden || isOneOf(kernelTypes, mount.driver)) return false;
     return mount.isShown || isVolumePlace(mount.mountPoint);
 }
 
@@ -142,14 +142,14 @@ public:
     std::optional<std::string> type(const std::string& path) const final {
         const Mount* const mount = mountAt(path);
         if (mount == nullptr) return std::nullopt;
-        return mount->type;
+        return MountTable::typeOf(*mount);
     }
 
     std::optional<Attachment> attachment(const std::string& path) const final {
         const Mount* const mount = mountAt(path);
         if (mount == nullptr) return std::nullopt;
         Attachment attachment;
-        attachment.isLocal = !isOneOf(networkTypes, mount->type);
+        attachment.isLocal = !isOneOf(networkTypes, mount->driver);
         const std::string folder = deviceFolder(mount->source);
         if (folder.empty()) return attachment;
         // A mapped device, as an unlocked one or a logical volume is, can be taken away with the disks below it.

@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 
+#include "tests/support/DiskImage.h"
 #include "tests/support/Manifest.h"
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/TemporaryFolder.h"
@@ -192,6 +193,25 @@ TEST(Scan, MakesNoCallForAnOrdinaryFile) {
     for (int i = 0; i < many; ++i)
         folder.file("v/docs/._" + std::to_string(i));
     EXPECT_NEAR(calls(), few + many, slack) << "one look at each claimed name";
+}
+
+TEST(DryRun, AsksNoDeviceOfAnotherVolume) {
+    if (!canTrace()) GTEST_SKIP() << "needs a working strace";
+    const auto& kind = tests::diskKind("ntfs");
+    if (const auto missing = kind.missing(); !missing.empty()) GTEST_SKIP() << "needs " << missing;
+    const tests::PrivateMounts mounts;
+    if (!mounts.available()) GTEST_SKIP() << "needs a mount namespace: " << mounts.reason();
+    EXPECT_EQ(mounts.run([&] {
+        const TemporaryFolder folder;
+        fill(folder);
+        tests::mountDisk(kind, folder.at("image"), folder.folder("other"));
+        const std::string tracer = "strace -f -o '" + folder.at("trace") + "' -e trace=open,openat,openat2";
+        EXPECT_EQ(run(folder, tracer, "clean --dry-run"), 0);
+        EXPECT_NE(folder.contents("trace").find("mountinfo"), std::string::npos) << "the mounts were looked at";
+        EXPECT_EQ(folder.contents("trace").find("\"/dev/loop"), std::string::npos) << folder.contents("trace");
+        tests::unmountDisk(folder.at("other"));
+    }),
+              0);
 }
 
 TEST(DryRun, MakesNoCallThatChangesTheVolume) {
