@@ -497,7 +497,7 @@ TEST(ExecutorRace, RemovesNothingFromAFolderThatWasMovedAway) {
 }
 
 TEST(ExecutorRace, TwoRunsAtOnceFailNothing) {
-    constexpr int rounds = 20;
+    constexpr int rounds = 10;
     constexpr int files = 200;
     for (int round = 0; round < rounds; ++round) {
         Bench bench;

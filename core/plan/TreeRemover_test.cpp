@@ -67,7 +67,7 @@ TEST(TreeRemover, RemovesAFolderThatIsStillBeingFilled) {
 }
 
 TEST(TreeRemover, SharesATreeWithAnotherRemover) {
-    constexpr int rounds = 50;
+    constexpr int rounds = 20;
     constexpr int folders = 20;
     constexpr int filesEach = 5;
     onBothRoads([] {

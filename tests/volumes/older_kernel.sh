@@ -57,6 +57,9 @@ test ! -e /tmp/card/__MACOSX
 test ! -e "/tmp/card/System Volume Information"
 "$programs/varnel" scan /tmp/card | grep -qx '  nothing to clean'
 
+# Two that clean one card at once, and one whose folder is still being filled.
+unshare -m sh -c 'mount --bind /tmp/card /tmp && exec /dev/programs/disk_tests --gtest_brief=1 --gtest_color=no --gtest_filter=TreeRemover.Shares*:TreeRemover.RemovesAFolder*:ExecutorRace.Two*:VolumeIdentity.StaysWhileTheVolume*'
+
 # A Mac's disk is left alone unless somebody says otherwise.
 mkdir /tmp/mac
 truncate -s 3M /tmp/mac.img
