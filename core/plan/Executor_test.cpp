@@ -397,6 +397,29 @@ TEST(Executor, ReportsWhatTheSystemRefusesAndGoesOn) {
     EXPECT_FALSE(bench.has("open/._b"));
 }
 
+TEST(Executor, SkipsWhatItMayNotLookAt) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+    Bench bench;
+    bench.folder.file("v/closed/._a");
+    bench.folder.file("v/closed/in/._b");
+    ::chmod(bench.folder.path().c_str(), 0755);
+    ::chmod(bench.root.c_str(), 0777);
+    ::chmod(bench.folder.at("v/closed").c_str(), 0744);
+    bench.add("closed/._a");
+    bench.add("closed/in/._b");
+    EXPECT_EQ(tests::runUnprivileged([&] {
+                  onBothRoads([&] {
+                      const ExecResult result = Executor::execute(bench.plan, /*dryRun=*/false, nullptr);
+                      EXPECT_EQ(result.skipped, Texts{bench.root + "/closed/._a"});
+                      EXPECT_EQ(
+                          result.failures,
+                          (Failures{{bench.root + "/closed/in/._b", "skipped: parent is on a different volume"}}));
+                  });
+              }),
+              0);
+    EXPECT_TRUE(bench.has("closed/._a") && bench.has("closed/in/._b"));
+}
+
 TEST(Executor, WritesNothingWithoutALog) {
     Bench bench;
     bench.folder.file("v/._a");
