@@ -266,8 +266,8 @@ fault 'a report of another size' desktop $appkit/AppKitDesktop.mm '520, 240' '52
 fault 'a report that can be edited' desktop $appkit/AppKitDesktop.mm '[view setEditable:NO];' ''
 fault 'a warning that is none' desktop $appkit/AppKitDesktop.mm \
   'if (alert.style == Alert::Style::warning)' 'if (alert.style != Alert::Style::warning)'
-fault 'a panel that cannot be cancelled' desktop $appkit/AppKitDesktop.mm '[shown runModal] != NSModalResponseOK ||' '[shown runModal];
-        if ('
+fault 'a panel that cannot be cancelled' desktop $appkit/AppKitDesktop.mm \
+  '[shown runModal] != NSModalResponseOK ||' '[shown runModal] == NSModalResponseStop ||'
 fault 'a setting that is always there' desktop $appkit/AppKitDesktop.mm '== nil) return std::nullopt;
         return [defaults' '== defaults) return std::nullopt;
         return [defaults'

@@ -338,7 +338,8 @@ void NSUpdateDynamicServices(void) {
     return Fakes::chosen ? NSModalResponseOK : NSModalResponseCancel;
 }
 - (NSURL*)URL {
-    return Fakes::chosen ? [NSURL fileURLWithPath:stringOf(*Fakes::chosen)] : nil;
+    // A cancelled panel still names the place that it showed.
+    return [NSURL fileURLWithPath:stringOf(Fakes::chosen.value_or("/the/place/that/it/showed"))];
 }
 @end
 
