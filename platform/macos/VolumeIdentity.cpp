@@ -22,9 +22,9 @@
 namespace varnel {
 namespace {
 
-struct __attribute__((packed)) VolumeAnswer {
+struct VolumeAnswer {
     std::uint32_t length;
-    std::array<std::uint64_t, 2> uuid;
+    std::array<std::uint32_t, 4> uuid;
 };
 
 /// The UUID of the volume that is mounted at a path, folded to half its length; 0 where it carries none.
@@ -34,7 +34,8 @@ std::uint64_t uuidOf(const char* mountPoint) {
     wanted.volattr = ATTR_VOL_INFO | ATTR_VOL_UUID;
     VolumeAnswer answer{};
     if (::getattrlist(mountPoint, &wanted, &answer, sizeof answer, 0) != 0) return 0;
-    return answer.uuid[0] ^ answer.uuid[1];
+    const auto& [a, b, c, d] = answer.uuid;
+    return std::uint64_t{a ^ c} << 32U | (b ^ d);
 }
 
 std::optional<VolumeIdentity> identityFrom(const struct stat& status, const struct statfs& system) {
