@@ -27,6 +27,7 @@ namespace {
 /// listen to the terminal's own signal without hearing every Ctrl-C twice.
 constexpr int handedOn = SIGUSR1;
 constexpr std::chrono::milliseconds timeToDie{1000};
+constexpr std::chrono::milliseconds timeToEnd{5000};  // with all that a good end has to put away
 constexpr std::chrono::milliseconds napLength{5};
 constexpr std::chrono::milliseconds lookInterval{200};
 
@@ -57,20 +58,22 @@ void handOn(int) {
 /// Waits for the worker to end, or to announce that it is ending: the kernel may hold it back for as long as a dead
 /// disk keeps one of its calls.
 [[noreturn]] void watch(int announcements) {
-    char announcement = 0;
+    unsigned char announced = 0;  // the status
     ssize_t got = 0;
     do {
-        got = ::read(announcements, &announcement, 1);
+        got = ::read(announcements, &announced, 1);
     } while (got < 0 && errno == EINTR);
     if (got > 0) {
+        const bool isInterrupted = announced == static_cast<unsigned char>(ExitStatus::interrupted);
+        const auto longest = isInterrupted ? timeToDie : timeToEnd;
         // Short naps, because no call waits for a child with a limit; hardly ever more than one.
         int status = 0;
-        for (int nap = 0; nap < timeToDie / napLength; ++nap) {
+        for (int nap = 0; nap < longest / napLength; ++nap) {
             if (::waitpid(worker, &status, WNOHANG) == worker) leaveWith(status);
             std::this_thread::sleep_for(napLength);
         }
         say("varnel: the disk does not answer; the last call to it is left to the system\n");
-        ::_exit(static_cast<int>(ExitStatus::interrupted));
+        ::_exit(announced);
     }
     int status = 0;
     while (::waitpid(worker, &status, 0) < 0 && errno == EINTR) {
@@ -216,12 +219,19 @@ void waitUntilRequested() {
     }
 }
 
+void announceEnd(int status) {
+    if (announcements < 0) return;
+    const auto announced = static_cast<unsigned char>(status);
+    // Where nobody hears it, the process is ending anyway.
+    if (::write(announcements, &announced, 1) < 0) ::_exit(status);
+}
+
 [[noreturn]] void leave() {
     eraseProgress();
     // Said before the end, which may take as long as the disk likes.
-    const bool isWatched = ::write(announcements, "x", 1) == 1 || announcements < 0;
+    announceEnd(static_cast<int>(ExitStatus::interrupted));
     // What was done before is told, where it was printed but not sent on yet.
-    if (isWatched) Output::flush();
+    Output::flush();
     ::_exit(static_cast<int>(ExitStatus::interrupted));
 }
 

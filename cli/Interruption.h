@@ -29,6 +29,10 @@ bool isRequested();
 /// Returns once a Ctrl-C was noted.
 void waitUntilRequested();
 
+/// Says that the work is done and the process about to end by itself with that status: where a dead disk still holds
+/// one of its threads, nobody waits for that.
+void announceEnd(int status);
+
 /// Ends the process at once with status 130, whatever its threads are waiting for.
 [[noreturn]] void leave();
 

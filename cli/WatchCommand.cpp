@@ -25,7 +25,6 @@
 #include "core/log/Log.h"
 #include "core/rules/RuleSet.h"
 #include "core/scan/FSInfo.h"
-#include "core/scan/VolumeIdentity.h"
 #include "core/volumes/MountedVolumes.h"
 #include "core/volumes/Volume.h"
 #include "core/volumes/VolumeList.h"
@@ -131,7 +130,7 @@ private:
         std::vector<Volume> volumes;
         for (const std::string& path : paths_) {
             // This does not ask the server of what is mounted there, which may be dead.
-            if (VolumeIdentity::of(path)) {
+            if (FSInfo::type(path)) {
                 volumes.push_back(volumeAt(path));
             } else {
                 tellOnce(path + " is not there; it is watched again once something is mounted there");

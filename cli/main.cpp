@@ -10,6 +10,7 @@
 #include "cli/Arguments.h"
 #include "cli/Commands.h"
 #include "cli/ExitStatus.h"
+#include "cli/Interruption.h"
 #include "cli/Output.h"
 
 namespace {
@@ -56,5 +57,6 @@ int main(int count, char** words) {
         status = answer.status;
     }
     if (!Output::finish()) status = graver(status, ExitStatus::failed);
+    Interruption::announceEnd(static_cast<int>(status));
     return static_cast<int>(status);
 }

@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "core/watcher/Watcher.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "core/base/BoundedWait.h"
 #include "core/base/Checked.h"
 #include "core/base/DoubleText.h"
 #include "core/log/Log.h"
@@ -23,6 +26,9 @@ namespace varnel {
 namespace {
 
 constexpr const char* everything = "/";
+
+/// How long a volume may take to say which one it is. A dead one must not hold up the others.
+constexpr std::chrono::seconds longestAnswer{2};
 
 }  // namespace
 
@@ -100,9 +106,18 @@ void Watcher::startLocked() {
 
 void Watcher::refreshVolumesLocked() {
     volumes_ = ports_.targets();
-    identities_.clear();
+    const VolumeIdentities before = std::exchange(identities_, {});
     for (const Volume& volume : volumes_) {
-        if (const auto identity = VolumeIdentity::of(volume.mountPoint)) identities_[volume.mountPoint] = *identity;
+        const std::string& mountPoint = volume.mountPoint;
+        const auto identity = std::make_shared<std::optional<VolumeIdentity>>();
+        const bool hasAnswered =
+            BoundedWait::run([mountPoint, identity] { *identity = VolumeIdentity::of(mountPoint); }, longestAnswer);
+        if (hasAnswered) {
+            if (*identity) identities_[mountPoint] = **identity;
+        } else if (const auto known = before.find(mountPoint); known != before.end()) {
+            // Whoever removes anything there asks again.
+            identities_.insert(*known);
+        }
     }
 }
 

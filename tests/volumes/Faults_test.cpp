@@ -29,6 +29,7 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Vectors.h"
 #include "tests/support/Waiting.h"
+#include "tests/support/WithoutUniqueMounts.h"
 
 namespace varnel {
 namespace {
@@ -299,19 +300,28 @@ TEST(DeadDisk, LetsGoOfAWatch) {
     });
 }
 
+void expectTheOthersServed(FaultyDisk& disk) {
+    disk.folder.file("real/keep");
+    disk.folder.folder("alive");
+    tests::RunningProgram watch(disk.folder.at("home"), {"watch", disk.folder.at("disk"), disk.folder.at("alive")});
+    ASSERT_TRUE(watch.says("WATCH started"));
+    disk.rules("getattr * hang\nopendir * hang\n");
+    tests::shell("mkdir '" + disk.folder.at("other") + "' && mount -t tmpfs other '" + disk.folder.at("other") +
+                 "'");  // whoever watches looks at all its folders anew
+    disk.folder.file("alive/._x");
+    EXPECT_TRUE(comesTrue([&] { return !disk.folder.has("alive/._x"); }));
+    tests::unmount(disk.folder.at("other"));
+    EXPECT_NE(watch.end(SIGTERM), 128 + SIGTERM) << "it ends, whatever the disk still holds of it";
+}
+
 TEST(DeadDisk, HoldsUpNoOtherFolderOfAWatch) {
+    withFaultyDisk(expectTheOthersServed);
+}
+
+TEST(DeadDisk, HoldsUpNoOtherFolderOfAWatchBefore6_8) {
     withFaultyDisk([](FaultyDisk& disk) {
-        disk.folder.file("real/keep");
-        disk.folder.folder("alive");
-        tests::RunningProgram watch(disk.folder.at("home"), {"watch", disk.folder.at("disk"), disk.folder.at("alive")});
-        ASSERT_TRUE(watch.says("WATCH started"));
-        disk.rules("getattr * hang\nopendir * hang\n");
-        tests::shell("mkdir '" + disk.folder.at("other") + "' && mount -t tmpfs other '" + disk.folder.at("other") +
-                     "'");  // whoever watches looks at all its folders anew
-        disk.folder.file("alive/._x");
-        EXPECT_TRUE(comesTrue([&] { return !disk.folder.has("alive/._x"); }));
-        tests::unmount(disk.folder.at("other"));
-        watch.end(SIGTERM);
+        tests::takeUniqueMountsAway();
+        expectTheOthersServed(disk);
     });
 }
 

@@ -290,9 +290,9 @@ TEST(Watch, IsReadyAtOnceHoweverManyFoldersThereAre) {
 
 TEST(Watch, EndsInTheMiddleOfASweep) {
     const Place place;
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < 100; ++i) {
         const std::string box = place.folder.folder("v/" + std::to_string(i));
-        for (int k = 0; k < 200; ++k)
+        for (int k = 0; k < 100; ++k)
             ::close(::open((box + "/._" + std::to_string(k)).c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
     }
     RunningProgram watch(place.home, {"watch", "--sweep-first", place.root});
