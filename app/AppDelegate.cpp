@@ -44,8 +44,13 @@ void AppDelegate::applicationDidFinishLaunching() {
         desktop_->writeToConsole("Varnel: log unavailable");
         return;
     }
-    watcher().onDelete = [log = ports_.log](const std::string& path) { log->write("APP   deleted " + path); };
-    if (watcherEnabled()) watcher().start();
+    logsDeletions_ = true;
+    if (Watcher* const watcher = this->watcher()) {
+        logDeletions(*watcher);
+        if (watcherEnabled()) watcher->start();
+    } else {
+        desktop_->writeToConsole("Varnel: no watcher: the system has no thread for it");
+    }
     write(std::string("APP   launched (watcher ") + (watcherEnabled() ? "on" : "off") + ")");
 }
 
@@ -63,8 +68,8 @@ void AppDelegate::applicationWillTerminate() {
 
 StatusMenu AppDelegate::menuNeedsUpdate() {
     assertOnMain();
-    const auto deleted = watcher().stats().deleted;
-    return statusMenu({.deleted = deleted,
+    const Watcher* const watcher = this->watcher();
+    return statusMenu({.deleted = watcher != nullptr ? watcher->stats().deleted : 0,
                        .targets = targets(),
                        .watcherEnabled = [this] { return watcherEnabled(); },
                        .opensAtLogin = [this] { return desktop_->opensAtLogin(); }});
@@ -78,9 +83,16 @@ void AppDelegate::write(const std::string& message) const {
     if (ports_.log) ports_.log->write(message);
 }
 
-Watcher& AppDelegate::watcher() {
-    if (!watcher_) watcher_ = ports_.createWatcher(RuleSet::standard(), latency, ports_.log);
-    return *watcher_;
+Watcher* AppDelegate::watcher() {
+    if (!watcher_) {
+        watcher_ = ports_.createWatcher(RuleSet::standard(), latency, ports_.log);
+        if (watcher_ && logsDeletions_) logDeletions(*watcher_);
+    }
+    return watcher_.get();
+}
+
+void AppDelegate::logDeletions(Watcher& watcher) const {
+    watcher.onDelete = [log = ports_.log](const std::string& path) { log->write("APP   deleted " + path); };
 }
 
 const RuleSet& AppDelegate::rules() {
@@ -97,7 +109,7 @@ bool AppDelegate::watcherEnabled() const {
 // kernel's asking its server for the road to a path.
 
 void AppDelegate::stopWatcher(std::chrono::milliseconds limit) {
-    watcher();
+    if (watcher() == nullptr) return;
     BoundedWait::run([watcher = watcher_] { watcher->stop(); }, limit);
 }
 

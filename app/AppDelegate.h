@@ -88,7 +88,8 @@ private:
     void assertOnMain() const;
     void write(const std::string& message) const;
 
-    Watcher& watcher();
+    Watcher* watcher();
+    void logDeletions(Watcher& watcher) const;
     const RuleSet& rules();
     bool watcherEnabled() const;
     void stopWatcher(std::chrono::milliseconds limit);
@@ -116,9 +117,10 @@ private:
 
     const std::shared_ptr<Desktop> desktop_;
     const AppPorts ports_;
-    std::shared_ptr<Watcher> watcher_;
-    std::optional<RuleSet> rules_;  // filled before the first scan begins, and only read from then on
-    std::vector<Volume> targets_;   // as they were seen last
+    std::shared_ptr<Watcher> watcher_;  // null until it is first asked for, and while the system has no thread for it
+    bool logsDeletions_ = false;        // also those of a watcher that is yet to be made
+    std::optional<RuleSet> rules_;      // filled before the first scan begins, and only read from then on
+    std::vector<Volume> targets_;       // as they were seen last
     bool isBusy_ = false;
 
     // Read from everywhere.

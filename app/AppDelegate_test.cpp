@@ -125,6 +125,31 @@ TEST(AppLaunch, WithoutALogShowsTheItemAndWatchesNothing) {
     EXPECT_FALSE(rig.watcher->onDelete);
 }
 
+TEST(AppLaunch, GoesOnWithoutAWatcherWhereTheSystemHasNoThreadForIt) {
+    AppRig rig;
+    rig.hasThreads = false;
+    rig.desktop->answers["Sweep all non-Mac volumes?"] = [] { return true; };
+    rig.app().applicationDidFinishLaunching();
+    EXPECT_EQ(rig.desktop->console, Texts{"Varnel: no watcher: the system has no thread for it"});
+    EXPECT_EQ(rig.app().menuNeedsUpdate()[1].title, "Watcher removed 0 items this session");
+    rig.perform(MenuAction::sweepAll);
+    EXPECT_EQ(rig.desktop->alerts.back().message, "Could not begin");
+    rig.perform(MenuAction::toggleWatcher);  // off
+    rig.perform(MenuAction::toggleWatcher);  // on
+    EXPECT_EQ(rig.desktop->alerts.size(), 3U);
+
+    rig.hasThreads = true;
+    rig.perform(MenuAction::toggleWatcher);
+    rig.perform(MenuAction::toggleWatcher);
+    rig.runWatcher();
+    EXPECT_EQ(rig.desktop->alerts.size(), 3U);
+    ASSERT_TRUE(rig.watcher->isRunning());
+    EXPECT_TRUE(rig.watcher->onDelete);
+    rig.hasThreads = false;
+    rig.app().applicationWillTerminate();
+    EXPECT_FALSE(rig.watcher->isRunning());
+}
+
 TEST(AppTermination, StopsTheWatcherAndWritesNothingItself) {
     AppRig rig;
     rig.app().applicationDidFinishLaunching();

@@ -45,13 +45,15 @@ std::expected<void, DiskError> ejectVolume(const std::string& path, bool force) 
 AppPorts AppPorts::ofSystem(std::shared_ptr<Desktop> desktop) {
     AppPorts ports;
     ports.log = Log::open(Log::defaultDirectory());
-    ports.createWatcher = [desktop = std::move(desktop)](RuleSet rules, double latency, std::shared_ptr<Log> log) {
+    ports.createWatcher = [desktop = std::move(desktop)](RuleSet rules, double latency,
+                                                         std::shared_ptr<Log> log) -> std::shared_ptr<Watcher> {
+        auto queue = SerialQueue::create(queueLabel);
+        if (!queue) return nullptr;
         const auto mounts = MountNotifications::ofSystem();
         const auto onProblem = [desktop](const std::string& problem) { desktop->writeToConsole("Varnel: " + problem); };
         return Watcher::create(
             std::move(rules), latency, std::move(log),
-            {SerialQueue::create(queueLabel), EventStreams::ofSystem(mountedTargets, mounts, onProblem), mounts,
-             mountedTargets, now});
+            {std::move(queue), EventStreams::ofSystem(mountedTargets, mounts, onProblem), mounts, mountedTargets, now});
     };
     ports.targets = mountedTargets;
     ports.fileSystemType = FSInfo::type;

@@ -21,6 +21,7 @@ namespace varnel {
 /// What the application needs beside the desktop.
 struct AppPorts {
     std::shared_ptr<Log> log;  ///< Null where none could be opened.
+    /// A watcher at rest; null where the system has no thread for it.
     std::function<std::shared_ptr<Watcher>(RuleSet rules, double latency, std::shared_ptr<Log> log)> createWatcher;
     std::function<std::vector<Volume>()> targets;  ///< The volumes for the menu. May wait for a server.
     /// The type of the file system that holds a path. May wait for a server that is asked for the road to it.

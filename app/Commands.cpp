@@ -56,15 +56,22 @@ void AppDelegate::sweepAll() {
                                 "Scans every mounted non-Mac volume with the live rule set. This can take a while on "
                                 "network shares.",
                             .buttons = {"Sweep", "Cancel"}};
-    if (desktop_->ask(question)) watcher().sweepNow();
+    if (!desktop_->ask(question)) return;
+    if (Watcher* const watcher = this->watcher()) {
+        watcher->sweepNow();
+    } else {
+        desktop_->ask(CleanAlerts::notBegun());
+    }
 }
 
 void AppDelegate::toggleWatcher() {
     desktop_->setPreference(watcherPreference, !watcherEnabled());
-    if (watcherEnabled()) {
-        watcher().start();
-    } else {
+    if (!watcherEnabled()) {
         stopWatcher(ports_.menuPatience);
+    } else if (Watcher* const watcher = this->watcher()) {
+        watcher->start();
+    } else {
+        desktop_->ask(CleanAlerts::notBegun());
     }
     // What the person wants; the watcher has lines of its own for when it began or ended.
     write(std::string("APP   watcher ") + (watcherEnabled() ? "on" : "off"));

@@ -66,7 +66,9 @@ struct AppRig {
     explicit AppRig(
         bool hasLog = true, Log::Clock clock = [] { return std::int64_t{0}; }) {
         if (hasLog) ports.log = Log::open(tree.at("log"), std::make_shared<ManualQueue>(), std::move(clock));
-        ports.createWatcher = [this](RuleSet rules, double latency, std::shared_ptr<Log> log) {
+        ports.createWatcher = [this](RuleSet rules, double latency,
+                                     std::shared_ptr<Log> log) -> std::shared_ptr<Watcher> {
+            if (!hasThreads) return nullptr;
             ++watchersMade;
             watcherRules = rules;
             watcherLatency = latency;
@@ -141,6 +143,7 @@ struct AppRig {
     std::shared_ptr<SerialQueue> watcherQueue = manualQueue;
     StreamRecord stream;
     std::shared_ptr<Watcher> watcher;
+    bool hasThreads = true;
     int watchersMade = 0;
     RuleSet watcherRules;
     double watcherLatency = 0;
