@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "cli/Arguments.h"
-#include "cli/LiveForks.h"
+#include "cli/ServerConfiguration.h"
 #include "fuzz/Target.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -24,9 +24,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         fuzz::require(parsed.error().isError == (parsed.error().status == cli::ExitStatus::wrongUsage),
                       "only wrong usage is an error");
     }
-    for (const auto& shares :
-         {cli::LiveForks::inSMBConfiguration(text, "f"), cli::LiveForks::inAFPConfiguration(text, "f"),
-          cli::LiveForks::inAFPVolumeList(text, "f")}) {
+    for (const auto& shares : {cli::ServerConfiguration::inSMBConfiguration(text, "f"),
+                               cli::ServerConfiguration::inAFPConfiguration(text, "f"),
+                               cli::ServerConfiguration::inAFPVolumeList(text, "f")}) {
         for (const auto& share : shares)
             fuzz::require(!share.folder.empty(), "a share has a folder");
     }
