@@ -195,8 +195,8 @@ fault 'a queue that waits for itself' gnustep $layer/SerialQueue.cpp \
   'if (!isCurrent()) dispatch_sync_f' 'dispatch_sync_f'
 fault 'a queue released twice' gnustep $layer/SerialQueue.cpp \
   'dispatch_release(queue_);' 'dispatch_release(queue_); dispatch_release(queue_);'
-fault 'work after the queue' gnustep $layer/SerialQueue.cpp '*later->isOpen && ' ''
-fault 'cancelled work' gnustep $layer/SerialQueue.cpp ' && !later->handle->isCancelled()' ''
+fault 'work that outlives the queue' gnustep $layer/SerialQueue.cpp 'dropped.swap(waiting_->works);' ''
+fault 'cancelled work' gnustep $layer/SerialQueue.cpp 'if (!later->handle->isCancelled()) ' ''
 fault 'a mount that is entered' gnustep platform/posix/Stepwise.cpp \
   'if (!here->isOnSameMount(*above)) return std::unexpected(EXDEV);' ''
 fault 'a link that is followed' gnustep $layer/Directory.cpp 'O_DIRECTORY | O_NOFOLLOW |' 'O_DIRECTORY |'

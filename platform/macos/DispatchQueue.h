@@ -3,16 +3,25 @@
 
 #include <dispatch/dispatch.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
+#include <list>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "core/base/FunctionRef.h"
 #include "core/base/SerialQueue.h"
 
 namespace varnel {
+
+/// What a queue has for later. libdispatch takes nothing back, so the work itself is kept here, where it can be
+/// dropped.
+struct WaitingWork {
+    std::mutex mutex;
+    bool isOpen = true;  ///< The queue's owner has not let go.
+    std::list<std::function<void()>> works;
+};
 
 /// The serial queue of libdispatch, by its operations on plain functions: no block, no Objective-C.
 class DispatchQueue final : public SerialQueue {
@@ -32,7 +41,7 @@ public:
 
 private:
     dispatch_queue_t queue_;
-    std::shared_ptr<std::atomic<bool>> isOpen_ = std::make_shared<std::atomic<bool>>(true);
+    std::shared_ptr<WaitingWork> waiting_ = std::make_shared<WaitingWork>();
 };
 
 }  // namespace varnel

@@ -7,10 +7,11 @@
 
 #include <dispatch/dispatch.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
+#include <list>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -22,11 +23,11 @@ namespace {
 
 using Work = std::function<void()>;
 
-/// Work for later, which is given up when the queue's owner has let go by then.
+/// What libdispatch holds until its time has come.
 struct Later {
     std::shared_ptr<CancellableWork> handle;
-    std::shared_ptr<std::atomic<bool>> isOpen;
-    Work work;
+    std::shared_ptr<WaitingWork> waiting;
+    std::list<Work>::iterator work;  // while `waiting` is open
 };
 
 /// Its address is the key under which a queue knows its owner.
@@ -43,7 +44,13 @@ void runBorrowed(void* context) {
 
 void runLater(void* context) {
     const std::unique_ptr<Later> later(static_cast<Later*>(context));
-    if (*later->isOpen && !later->handle->isCancelled()) later->work();
+    std::list<Work> due;
+    {
+        const std::lock_guard lock(later->waiting->mutex);
+        if (!later->waiting->isOpen) return;
+        due.splice(due.begin(), later->waiting->works, later->work);
+    }
+    if (!later->handle->isCancelled()) due.front()();
 }
 
 void nothing(void*) {}
@@ -56,7 +63,12 @@ DispatchQueue::DispatchQueue(const std::string& label)
 }
 
 DispatchQueue::~DispatchQueue() {
-    *isOpen_ = false;
+    std::list<Work> dropped;
+    {
+        const std::lock_guard lock(waiting_->mutex);
+        waiting_->isOpen = false;
+        dropped.swap(waiting_->works);
+    }
     if (!isCurrent()) dispatch_sync_f(queue_, nullptr, nothing);
     dispatch_release(queue_);
 }
@@ -70,8 +82,12 @@ void DispatchQueue::sync(FunctionRef<void()> work) {
 }
 
 std::shared_ptr<CancellableWork> DispatchQueue::after(std::chrono::milliseconds delay, Work work) {
-    auto later = std::make_unique<Later>(std::make_shared<CancellableWork>(), isOpen_, std::move(work));
-    auto handle = later->handle;
+    auto handle = std::make_shared<CancellableWork>();
+    auto later = std::make_unique<Later>(Later{handle, waiting_, {}});
+    {
+        const std::lock_guard lock(waiting_->mutex);
+        later->work = waiting_->works.insert(waiting_->works.end(), std::move(work));
+    }
     const std::chrono::nanoseconds wait = delay;
     dispatch_after_f(dispatch_time(DISPATCH_TIME_NOW, wait.count()), queue_, later.release(), runLater);
     return handle;
