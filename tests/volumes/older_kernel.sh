@@ -73,7 +73,7 @@ test ! -e /tmp/mac/._x
 TESTS
 
 # Its console is a pipe; where it does not come to an end, it is ended.
-timeout 240 linux.uml mem=768M root=/dev/root rootfstype=hostfs rootflags=/ ro init="$work/init" \
+timeout 900 linux.uml mem=768M root=/dev/root rootfstype=hostfs rootflags=/ ro init="$work/init" \
   con=null con0=null,fd:1 quiet </dev/null >"$work/log" 2>&1 || true
 sed -n '/^BEGIN/,$p' "$work/log" | grep -vE '^(BEGIN|STATUS=|reboot:)' || true
 status=$(sed -n 's/^STATUS=\([0-9]*\).*/\1/p' "$work/log" | tail -n 1)
