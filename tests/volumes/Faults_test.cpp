@@ -66,6 +66,9 @@ public:
     FaultyDisk(const FaultyDisk&) = delete;
     FaultyDisk& operator=(const FaultyDisk&) = delete;
 
+    /// Whether a call has come to a rule that holds it up.
+    bool hangs() const { return folder.has("rules.hanging"); }
+
     void rules(const std::string& text) const {
         std::ofstream(folder.at("rules.new")) << text;
         ::rename(folder.at("rules.new").c_str(), folder.at("rules").c_str());
@@ -240,8 +243,8 @@ TEST(DeadDisk, LetsGoAtCtrlC) {
         disk.rules("opendir /w hang\n");
         const tests::Program varnel(disk.folder.at("home"));
         // The progress line never comes: the scan sits in a call that does not return as long as these rules hold.
-        const auto hangs = [&disk](const std::string&) { return disk.folder.has("rules.hanging"); };
-        const tests::Finished done = varnel.runOnTerminal({"scan", disk.folder.at("disk")}, {{hangs, "\x03"}});
+        const tests::Finished done = varnel.runOnTerminal(
+            {"scan", disk.folder.at("disk")}, {{[&disk](const std::string&) { return disk.hangs(); }, "\x03"}});
         EXPECT_EQ(done.status, 130);
     });
 }
@@ -251,10 +254,9 @@ TEST(DeadDisk, LetsGoOfACleanAtTheSecondCtrlC) {
         fill(disk);
         disk.rules("unlink /._2 hang\n");
         const tests::Program varnel(disk.folder.at("home"));
-        const auto hangs = [&disk](const std::string&) { return disk.folder.has("rules.hanging"); };
-        const tests::Finished done =
-            varnel.runOnTerminal({"clean", "--yes", disk.folder.at("disk")},
-                                 {{hangs, "\x03"}, {tests::shows("Ctrl-C again stops at once"), "\x03"}});
+        const tests::Finished done = varnel.runOnTerminal(
+            {"clean", "--yes", disk.folder.at("disk")}, {{[&disk](const std::string&) { return disk.hangs(); }, "\x03"},
+                                                         {tests::shows("Ctrl-C again stops at once"), "\x03"}});
         EXPECT_EQ(done.status, 130);
         EXPECT_NE(done.out.find("the disk does not answer; the last call to it is left to the system\n"),
                   std::string::npos)
@@ -369,7 +371,7 @@ TEST(DeadDisk, StillHasAType) {
     withFaultyDisk([](FaultyDisk& disk) {
         disk.rules("getattr * hang\nopendir * hang\n");
         EXPECT_TRUE(FSInfo::type(disk.folder.at("disk")));
-        EXPECT_FALSE(disk.folder.has("rules.hanging")) << "its driver was asked";
+        EXPECT_FALSE(disk.hangs()) << "its driver was asked";
         disk.rules("");
     });
 }
