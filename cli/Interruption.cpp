@@ -127,9 +127,11 @@ void endWithWatcher() {
 
 /// In the place of the thread, where the system has none to give: may come in the middle of anything.
 void onSignal(int) {
+    const int before = errno;  // of the call that was interrupted
     const char* const answer = note();
     if (answer == nullptr) ::_exit(static_cast<int>(ExitStatus::interrupted));
     tell(answer);
+    errno = before;
 }
 
 void handleUnlessIgnored(int signal, void (*handler)(int)) {
