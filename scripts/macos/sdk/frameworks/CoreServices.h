@@ -10,23 +10,23 @@ extern "C" {
 typedef UInt32 FSEventStreamCreateFlags;
 typedef UInt32 FSEventStreamEventFlags;
 typedef UInt64 FSEventStreamEventId;
-typedef struct __FSEventStream *FSEventStreamRef;
-typedef const struct __FSEventStream *ConstFSEventStreamRef;
+typedef struct __FSEventStream* FSEventStreamRef;
+typedef const struct __FSEventStream* ConstFSEventStreamRef;
 
 typedef struct FSEventStreamContext {
     CFIndex version;
-    void *_Nullable info;
+    void* _Nullable info;
     CFAllocatorRetainCallBack _Nullable retain;
     CFAllocatorReleaseCallBack _Nullable release;
     CFAllocatorCopyDescriptionCallBack _Nullable copyDescription;
 } FSEventStreamContext;
 
-typedef void (*FSEventStreamCallback)(ConstFSEventStreamRef stream, void *_Nullable info, size_t count, void *paths,
-                                      const FSEventStreamEventFlags *_Nonnull flags,
-                                      const FSEventStreamEventId *_Nonnull ids);
+typedef void (*FSEventStreamCallback)(ConstFSEventStreamRef stream, void* _Nullable info, size_t count, void* paths,
+                                      const FSEventStreamEventFlags* _Nonnull flags,
+                                      const FSEventStreamEventId* _Nonnull ids);
 
 FSEventStreamRef _Nullable FSEventStreamCreate(CFAllocatorRef _Nullable allocator, FSEventStreamCallback callback,
-                                               FSEventStreamContext *_Nullable context, CFArrayRef paths,
+                                               FSEventStreamContext* _Nullable context, CFArrayRef paths,
                                                FSEventStreamEventId sinceWhen, CFTimeInterval latency,
                                                FSEventStreamCreateFlags flags) API_AVAILABLE(macos(10.5));
 void FSEventStreamSetDispatchQueue(FSEventStreamRef stream, dispatch_queue_t _Nullable queue)

@@ -11,34 +11,38 @@ extern "C" {
 @class NSArray<__covariant ObjectType>, NSDate, NSDictionary<__covariant KeyType, __covariant ObjectType>, NSError;
 @class NSNotification, NSNotificationCenter, NSOperationQueue, NSString, NSURL;
 
-typedef NSString *NSNotificationName;
-typedef NSString *NSURLResourceKey;
+typedef NSString* NSNotificationName;
+typedef NSString* NSURLResourceKey;
 typedef unsigned short unichar;
 
 typedef struct _NSRange {
     NSUInteger location;
     NSUInteger length;
 } NSRange;
-static inline NSRange NSMakeRange(NSUInteger location, NSUInteger length) { return NSRange{location, length}; }
-static inline NSUInteger NSMaxRange(NSRange range) { return range.location + range.length; }
+static inline NSRange NSMakeRange(NSUInteger location, NSUInteger length) {
+    return NSRange{location, length};
+}
+static inline NSUInteger NSMaxRange(NSRange range) {
+    return range.location + range.length;
+}
 
 typedef CGRect NSRect;
 static inline NSRect NSMakeRect(CGFloat x, CGFloat y, CGFloat width, CGFloat height) {
     return NSRect{{x, y}, {width, height}};
 }
 
-void NSLog(NSString *format, ...) __attribute__((format(__NSString__, 1, 2))) API_AVAILABLE(macos(10.0));
+void NSLog(NSString* format, ...) __attribute__((format(__NSString__, 1, 2))) API_AVAILABLE(macos(10.0));
 
 typedef struct NSFastEnumerationState {
     unsigned long state;
-    id __unsafe_unretained _Nullable *_Nullable itemsPtr;
-    unsigned long *_Nullable mutationsPtr;
+    id __unsafe_unretained _Nullable* _Nullable itemsPtr;
+    unsigned long* _Nullable mutationsPtr;
     unsigned long extra[5];
 } NSFastEnumerationState;
 
 API_AVAILABLE(macos(10.5))
 @protocol NSFastEnumeration
-- (NSUInteger)countByEnumeratingWithState:(NSFastEnumerationState *)state
+- (NSUInteger)countByEnumeratingWithState:(NSFastEnumerationState*)state
                                   objects:(id __unsafe_unretained _Nullable[_Nonnull])buffer
                                     count:(NSUInteger)count;
 @end
@@ -54,22 +58,22 @@ enum : NSStringCompareOptions { NSCaseInsensitiveSearch = 1, NSLiteralSearch = 2
 
 API_AVAILABLE(macos(10.0))
 @protocol NSCopying
-- (id)copyWithZone:(nullable struct _NSZone *)zone;
+- (id)copyWithZone:(nullable struct _NSZone*)zone;
 @end
 
 API_AVAILABLE(macos(10.0))
 @interface NSString : NSObject <NSCopying>
-+ (nullable instancetype)stringWithUTF8String:(const char *)bytes;
-- (nullable const char *)UTF8String;
++ (nullable instancetype)stringWithUTF8String:(const char*)bytes;
+- (nullable const char*)UTF8String;
 - (NSUInteger)length;
 - (unichar)characterAtIndex:(NSUInteger)index;
 - (NSRange)rangeOfComposedCharacterSequenceAtIndex:(NSUInteger)index;
-- (NSString *)substringWithRange:(NSRange)range;
-- (NSString *)precomposedStringWithCanonicalMapping;
-- (NSString *)lowercaseString;
-- (NSComparisonResult)compare:(NSString *)string options:(NSStringCompareOptions)options;
-- (NSComparisonResult)localizedStandardCompare:(NSString *)string API_AVAILABLE(macos(10.6));
-- (NSString *)stringByStandardizingPath;
+- (NSString*)substringWithRange:(NSRange)range;
+- (NSString*)precomposedStringWithCanonicalMapping;
+- (NSString*)lowercaseString;
+- (NSComparisonResult)compare:(NSString*)string options:(NSStringCompareOptions)options;
+- (NSComparisonResult)localizedStandardCompare:(NSString*)string API_AVAILABLE(macos(10.6));
+- (NSString*)stringByStandardizingPath;
 @end
 
 API_AVAILABLE(macos(10.0))
@@ -91,11 +95,11 @@ API_AVAILABLE(macos(10.0))
 
 API_AVAILABLE(macos(10.0))
 @interface NSData : NSObject
-+ (instancetype)dataWithBytes:(nullable const void *)bytes length:(NSUInteger)length;
++ (instancetype)dataWithBytes:(nullable const void*)bytes length:(NSUInteger)length;
 @end
 
-typedef NSString *NSErrorDomain;
-typedef NSString *NSErrorUserInfoKey;
+typedef NSString* NSErrorDomain;
+typedef NSString* NSErrorUserInfoKey;
 
 extern const NSErrorDomain NSCocoaErrorDomain API_AVAILABLE(macos(10.4));
 extern const NSErrorDomain NSPOSIXErrorDomain API_AVAILABLE(macos(10.0));
@@ -107,8 +111,8 @@ API_AVAILABLE(macos(10.2))
 @interface NSError : NSObject
 + (instancetype)errorWithDomain:(NSErrorDomain)domain
                            code:(NSInteger)code
-                       userInfo:(nullable NSDictionary<NSErrorUserInfoKey, id> *)info;
-- (NSString *)localizedDescription;
+                       userInfo:(nullable NSDictionary<NSErrorUserInfoKey, id>*)info;
+- (NSString*)localizedDescription;
 @end
 
 typedef NSUInteger NSPropertyListMutabilityOptions;
@@ -118,10 +122,10 @@ typedef enum NSPropertyListFormat : NSUInteger { NSPropertyListXMLFormat_v1_0 = 
 
 API_AVAILABLE(macos(10.2))
 @interface NSPropertyListSerialization : NSObject
-+ (nullable id)propertyListWithData:(NSData *)data
++ (nullable id)propertyListWithData:(NSData*)data
                             options:(NSPropertyListReadOptions)options
-                             format:(nullable NSPropertyListFormat *)format
-                              error:(NSError *_Nullable *_Nullable)error API_AVAILABLE(macos(10.6));
+                             format:(nullable NSPropertyListFormat*)format
+                              error:(NSError* _Nullable* _Nullable)error API_AVAILABLE(macos(10.6));
 @end
 
 API_AVAILABLE(macos(10.0))
@@ -134,25 +138,24 @@ enum : NSVolumeEnumerationOptions { NSVolumeEnumerationSkipHiddenVolumes = 2 };
 
 API_AVAILABLE(macos(10.0))
 @interface NSFileManager : NSObject
-+ (NSFileManager *)defaultManager;
-- (nullable NSArray<NSURL *> *)mountedVolumeURLsIncludingResourceValuesForKeys:
-                                   (nullable NSArray<NSURLResourceKey> *)keys
-                                                                       options:(NSVolumeEnumerationOptions)options
++ (NSFileManager*)defaultManager;
+- (nullable NSArray<NSURL*>*)mountedVolumeURLsIncludingResourceValuesForKeys:(nullable NSArray<NSURLResourceKey>*)keys
+                                                                     options:(NSVolumeEnumerationOptions)options
     API_AVAILABLE(macos(10.6));
-- (nullable NSArray<NSString *> *)contentsOfDirectoryAtPath:(NSString *)path
-                                                      error:(NSError *_Nullable *_Nullable)error
+- (nullable NSArray<NSString*>*)contentsOfDirectoryAtPath:(NSString*)path
+                                                    error:(NSError* _Nullable* _Nullable)error
     API_AVAILABLE(macos(10.5));
 @end
 
 API_AVAILABLE(macos(10.0))
 @interface NSURL : NSObject
-+ (NSURL *)fileURLWithPath:(NSString *)path;
-+ (nullable instancetype)URLWithString:(NSString *)string;
-- (nullable NSURL *)filePathURL API_AVAILABLE(macos(10.6));
-- (nullable NSString *)path;
-- (nullable NSURL *)URLByStandardizingPath API_AVAILABLE(macos(10.6));
-- (nullable NSDictionary<NSURLResourceKey, id> *)resourceValuesForKeys:(NSArray<NSURLResourceKey> *)keys
-                                                                 error:(NSError *_Nullable *_Nullable)error
++ (NSURL*)fileURLWithPath:(NSString*)path;
++ (nullable instancetype)URLWithString:(NSString*)string;
+- (nullable NSURL*)filePathURL API_AVAILABLE(macos(10.6));
+- (nullable NSString*)path;
+- (nullable NSURL*)URLByStandardizingPath API_AVAILABLE(macos(10.6));
+- (nullable NSDictionary<NSURLResourceKey, id>*)resourceValuesForKeys:(NSArray<NSURLResourceKey>*)keys
+                                                                error:(NSError* _Nullable* _Nullable)error
     API_AVAILABLE(macos(10.6));
 @end
 
@@ -166,15 +169,15 @@ typedef enum NSByteCountFormatterCountStyle : NSInteger {
 
 API_AVAILABLE(macos(10.8))
 @interface NSByteCountFormatter : NSObject
-+ (NSString *)stringFromByteCount:(long long)count countStyle:(NSByteCountFormatterCountStyle)style;
++ (NSString*)stringFromByteCount:(long long)count countStyle:(NSByteCountFormatterCountStyle)style;
 @end
 
 API_AVAILABLE(macos(10.0))
 @interface NSNotificationCenter : NSObject
 - (id<NSObject>)addObserverForName:(nullable NSNotificationName)name
                             object:(nullable id)object
-                             queue:(nullable NSOperationQueue *)queue
-                        usingBlock:(void (^)(NSNotification *notification))block API_AVAILABLE(macos(10.6));
+                             queue:(nullable NSOperationQueue*)queue
+                        usingBlock:(void (^)(NSNotification* notification))block API_AVAILABLE(macos(10.6));
 - (void)postNotificationName:(NSNotificationName)name object:(nullable id)object;
 - (void)removeObserver:(id)observer;
 @end
@@ -186,10 +189,10 @@ API_AVAILABLE(macos(10.0))
 
 API_AVAILABLE(macos(10.0))
 @interface NSUserDefaults : NSObject
-+ (NSUserDefaults *)standardUserDefaults;
-- (nullable id)objectForKey:(NSString *)key;
-- (BOOL)boolForKey:(NSString *)key;
-- (void)setBool:(BOOL)value forKey:(NSString *)key;
++ (NSUserDefaults*)standardUserDefaults;
+- (nullable id)objectForKey:(NSString*)key;
+- (BOOL)boolForKey:(NSString*)key;
+- (void)setBool:(BOOL)value forKey:(NSString*)key;
 - (BOOL)synchronize;
 @end
 

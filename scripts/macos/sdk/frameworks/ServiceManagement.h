@@ -10,10 +10,10 @@ typedef enum SMAppServiceStatus : NSInteger { SMAppServiceStatusEnabled = 1 } SM
 
 API_AVAILABLE(macos(13.0))
 @interface SMAppService : NSObject
-+ (SMAppService *)mainAppService;
++ (SMAppService*)mainAppService;
 - (SMAppServiceStatus)status;
-- (BOOL)registerAndReturnError:(NSError *_Nullable *_Nullable)error;
-- (BOOL)unregisterAndReturnError:(NSError *_Nullable *_Nullable)error;
+- (BOOL)registerAndReturnError:(NSError* _Nullable* _Nullable)error;
+- (BOOL)unregisterAndReturnError:(NSError* _Nullable* _Nullable)error;
 @end
 
 }  // extern "C"

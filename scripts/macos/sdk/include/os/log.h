@@ -9,14 +9,14 @@
 extern "C" {
 #endif
 
-typedef struct os_log_s *os_log_t;
+typedef struct os_log_s* os_log_t;
 typedef uint8_t os_log_type_t;
 enum : os_log_type_t { OS_LOG_TYPE_DEBUG = 2 };
 
-os_log_t _Nonnull os_log_create(const char *_Nonnull subsystem, const char *_Nonnull category);
+os_log_t _Nonnull os_log_create(const char* _Nonnull subsystem, const char* _Nonnull category);
 bool os_log_type_enabled(os_log_t _Nonnull log, os_log_type_t type);
-void _os_log_debug_impl(void *_Nonnull dso, os_log_t _Nonnull log, os_log_type_t type, const char *_Nonnull format,
-                        uint8_t *_Nonnull buffer, uint32_t size);
+void _os_log_debug_impl(void* _Nonnull dso, os_log_t _Nonnull log, os_log_type_t type, const char* _Nonnull format,
+                        uint8_t* _Nonnull buffer, uint32_t size);
 extern char __dso_handle;
 
 #if defined(__cplusplus)
