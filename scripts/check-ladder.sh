@@ -1,30 +1,17 @@
 #!/usr/bin/env bash
 # Plants faults in a copy of the macOS layer, one at a time, and sees that the rung of the ladder that should find each
-# one does. A rung that finds nothing proves nothing. Takes some ten minutes; scripts/check-ladder.sh [WORD…] plants
-# only those whose names hold one of the words.
+# one does. A rung that finds nothing proves nothing. Takes some twenty minutes.
+#   scripts/check-ladder.sh [WORD…]   plants those whose names hold one of the words, or all
+#   scripts/check-ladder.sh --fit     plants none, and sees at once whether each still fits its file
 set -euo pipefail
 cd "$(dirname "$0")/.."
-# shellcheck source=scripts/packages.sh
-. scripts/packages.sh
-install_packages "${packages_build[@]}" "${packages_test[@]}" "${packages_macos[@]}" "${packages_gnustep[@]}"
-scripts/macos/make-sdk.sh
-
-export ASAN_OPTIONS=detect_leaks=0                # GNUstep's runtime leaks as it begins
-export NSZombieEnabled=YES CRASH_ON_ZOMBIE=YES  # whoever speaks to an object that is gone, ends
+isFitting=
+if [ "${1:-}" = --fit ]; then
+  isFitting=1
+  shift
+fi
 readonly words=("$@") copy=build/ladder
 found=0 missed=()
-
-mkdir -p "$copy/build"
-# Only what differs is copied, with today's date: what a fault left behind in the build must not look up to date.
-git ls-files --cached --others --exclude-standard | sort >"$copy/files"
-(cd "$copy" && find . -path ./build -prune -o -type f ! -name files -printf '%P\n' | sort | comm -13 files - |
-  xargs -r -d '\n' rm)
-while read -r file; do
-  cmp -s "$file" "$copy/$file" || { mkdir -p "$copy/$(dirname "$file")" && cp "$file" "$copy/$file"; }
-done <"$copy/files"
-rm -rf "$copy/build/macos"
-cp -r --reflink=auto build/macos "$copy/build/"
-cd "$copy"
 
 # The rungs: each ends with 0 where it finds nothing, and with 90 where it could not look.
 readonly blind=90
@@ -76,21 +63,68 @@ look() {
   return $status
 }
 
-# fault NAME RUNG FILE OLD NEW: the first OLD in FILE becomes NEW.
-fault() {
-  local name=$1 rung=$2 file=$3
-  if [ ${#words[@]} -gt 0 ] && ! grep -qFf <(printf '%s\n' "${words[@]}") <<<"$name"; then return; fi
-  cp -p "$file" planted.before
-  python3 - "$file" "$4" "$5" <<'PYTHON'
+# ready: makes the copy that the faults are planted in, goes there, and sees that no rung finds anything yet.
+ready() {
+  # shellcheck source=scripts/packages.sh
+  . scripts/packages.sh
+  install_packages "${packages_build[@]}" "${packages_test[@]}" "${packages_macos[@]}" "${packages_gnustep[@]}"
+  scripts/macos/make-sdk.sh
+
+  export ASAN_OPTIONS=detect_leaks=0                # GNUstep's runtime leaks as it begins
+  export NSZombieEnabled=YES CRASH_ON_ZOMBIE=YES  # whoever speaks to an object that is gone, ends
+
+  mkdir -p "$copy/build"
+  # Only what differs is copied, with today's date: what a fault left behind in the build must not look up to date.
+  git ls-files --cached --others --exclude-standard | sort >"$copy/files"
+  (cd "$copy" && find . -path ./build -prune -o -type f ! -name files -printf '%P\n' | sort | comm -13 files - |
+    xargs -r -d '\n' rm)
+  while read -r file; do
+    cmp -s "$file" "$copy/$file" || { mkdir -p "$copy/$(dirname "$file")" && cp "$file" "$copy/$file"; }
+  done <"$copy/files"
+  rm -rf "$copy/build/macos"
+  cp -r --reflink=auto build/macos "$copy/build/"
+  cd "$copy"
+
+  # A display of its own for AppKit's application.
+  exec {display}< <(exec Xvfb -displayfd 1 -screen 0 800x600x24 -nolisten tcp 2>/dev/null)
+  server=$!
+  trap 'kill "$server" 2>/dev/null' EXIT
+  read -r -t 20 -u "$display" number || { echo "no display could be made"; exit 1; }
+  export DISPLAY=":$number"
+
+  local rung
+  for rung in binary bundle analyzer pools darwin desktop life; do
+    look "$rung" || { cat ladder.log; echo "the rung $rung fails without any fault"; exit 1; }
+  done
+}
+
+# plant FILE OLD NEW: the first OLD in FILE becomes NEW.
+plant() {
+  python3 - "$@" <<'PYTHON'
 import sys
 path, old, new = sys.argv[1:]
 with open(path, encoding="utf-8") as text:
     source = text.read()
-if old not in source:
-    sys.exit("%s no longer holds: %s" % (path, old))
 with open(path, "w", encoding="utf-8") as text:
     text.write(source.replace(old, new, 1))
 PYTHON
+}
+
+# fault NAME RUNG FILE OLD NEW: plants it, and sees that RUNG finds it.
+fault() {
+  local name=$1 rung=$2 file=$3
+  if [ ${#words[@]} -gt 0 ] && ! grep -qFf <(printf '%s\n' "${words[@]}") <<<"$name"; then return; fi
+  if [[ "$(<"$file")" != *"$4"* ]]; then
+    missed+=("$name")
+    echo "NO FIT  $rung  $name: $file does not hold $4"
+    return
+  fi
+  if [ -n "$isFitting" ]; then
+    found=$((found + 1))
+    return
+  fi
+  cp -p "$file" planted.before
+  plant "$file" "$4" "$5"
   local status=0
   look "$rung" || status=$?
   case $status in
@@ -112,26 +146,17 @@ PYTHON
   touch "$file"
 }
 
-# A display of its own for AppKit's application.
-exec {display}< <(exec Xvfb -displayfd 1 -screen 0 800x600x24 -nolisten tcp 2>/dev/null)
-server=$!
-trap 'kill "$server" 2>/dev/null' EXIT
-read -r -t 20 -u "$display" number || { echo "no display could be made"; exit 1; }
-export DISPLAY=":$number"
-
-for rung in binary bundle analyzer pools darwin desktop life; do
-  look "$rung" || { cat ladder.log; echo "the rung $rung fails without any fault"; exit 1; }
-done
+[ -n "$isFitting" ] || ready
 
 readonly layer=platform/macos frameworks=scripts/macos/sdk/frameworks
 
 fault 'a selector that macOS does not have' interfaces $frameworks/Foundation.h \
-  '- (NSString *)stringByStandardizingPath;' '- (NSString *)stringByStandardisingPath;'
+  '- (NSString*)stringByStandardizingPath;' '- (NSString*)stringByStandardisingPath;'
 fault 'a selector of another class' interfaces $frameworks/Foundation.h \
   '- (BOOL)boolValue;' '- (BOOL)boolValue; - (NSUInteger)addObject:(id)object;'
 fault 'a result of another type' interfaces $frameworks/Foundation.h '- (NSUInteger)length;' '- (double)length;'
 fault 'an argument of another class' interfaces $frameworks/Foundation.h \
-  'fileURLWithPath:(NSString *)path' 'fileURLWithPath:(NSURL *)path'
+  'fileURLWithPath:(NSString*)path' 'fileURLWithPath:(NSURL*)path'
 fault 'a constant of another value' interfaces $frameworks/CoreServices.h 'FileEvents = 0x10' 'FileEvents = 0x20'
 fault 'a class that macOS does not have' interfaces $frameworks/Foundation.h \
   '@interface NSNumber : NSObject' '@interface NSFigure : NSObject'
@@ -147,8 +172,8 @@ fault 'an object of the wrong class' compiler $layer/MountedVolumes.mm \
 fault 'nil where none is allowed' compiler $layer/MountedVolumes.mm 'fileURLWithPath:string(path)' 'fileURLWithPath:nil'
 fault 'a framework that is not included' compiler $layer/EventStream.mm '#import <CoreServices/CoreServices.h>' ''
 fault 'an interface that the oldest system lacks' compiler $frameworks/Foundation.h \
-  'localizedStandardCompare:(NSString *)string API_AVAILABLE(macos(10.6))' \
-  'localizedStandardCompare:(NSString *)string API_AVAILABLE(macos(14.0))'
+  'localizedStandardCompare:(NSString*)string API_AVAILABLE(macos(10.6))' \
+  'localizedStandardCompare:(NSString*)string API_AVAILABLE(macos(14.0))'
 fault 'a library function that the oldest system lacks' compiler $layer/SystemLog.cpp '#include <string>' \
   '#include <charconv>
 #include <string>
@@ -295,5 +320,9 @@ fault 'a stream that ends the wrong way round' life core/watcher/Watcher.cpp 'st
 fault 'another word in an alert' life app/CleanAlerts.cpp 'Nothing to clean' 'Nothing to do'
 fault 'a picture of nothing' life tests/macos/gnustep/Pictures.mm '[window display];' ''
 
-echo "$found found, ${#missed[@]} missed"
+if [ -n "$isFitting" ]; then
+  echo "$found fit, ${#missed[@]} do not"
+else
+  echo "$found found, ${#missed[@]} missed"
+fi
 [ ${#missed[@]} -eq 0 ]
