@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "cli/Interruption.h"
 
-#include <fcntl.h>
 #include <poll.h>    // IWYU pragma: keep
 #include <signal.h>  // NOLINT(modernize-deprecated-headers): sigwait() and the masks are POSIX
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -33,7 +31,9 @@ constexpr std::chrono::milliseconds lookInterval{200};
 
 std::atomic<const char*> deferral{nullptr};  // what a person is told at the first; null where nothing is deferred
 std::atomic<bool> requested{false};
-std::array<int, 2> requests{-1, -1};  // a pipe with a byte in it once requested
+// A pipe with a byte in it once requested. Never closed: whoever waits or answers a signal may outlive everything else.
+int requestsRead = -1;
+int requestsWritten = -1;
 
 void say(std::string_view text) {
     if (::write(STDERR_FILENO, text.data(), text.size()) < 0) return;  // there is nobody to tell
@@ -89,7 +89,7 @@ int announcements = -1;  // where it tells the watching one that it is ending
 const char* note() {
     const char* const answer = deferral;
     if (answer == nullptr || requested.exchange(true)) return nullptr;
-    if (::write(requests[1], "x", 1) < 0) return answer;  // whoever waits looks now and then
+    if (::write(requestsWritten, "x", 1) < 0) return answer;  // whoever waits looks now and then
     return answer;
 }
 
@@ -151,27 +151,19 @@ sigset_t ownSignals() {
     return signals;
 }
 
-/// A pipe that no program inherits which is started from here; none where the system has none to give.
-bool makePipe(std::array<int, 2>& ends) {
-    if (::pipe(ends.data()) != 0) {
-        ends = {-1, -1};
-        return false;
-    }
-    for (const int end : ends)
-        ::fcntl(end, F_SETFD, FD_CLOEXEC);
-    return true;
-}
-
 }  // namespace
 
 void begin() {
-    std::array<int, 2> ends{};
     sigset_t before;
     const sigset_t signals = ownSignals();
     // Held back before there is any thread or process that could take one for itself.
     ::pthread_sigmask(SIG_BLOCK, &signals, &before);
-    makePipe(requests);
-    worker = canWorkAfterFork() && makePipe(ends) ? ::fork() : -1;
+    if (auto pipe = openPipe()) {
+        requestsRead = pipe->reading.release();
+        requestsWritten = pipe->writing.release();
+    }
+    auto announcing = openPipe();
+    worker = canWorkAfterFork() && announcing ? ::fork() : -1;
     if (worker < 0) {
         // Without a second process this one answers by itself, as long as no call holds it.
         for (const int signal : {SIGINT, SIGTERM})
@@ -180,16 +172,16 @@ void begin() {
         return;
     }
     if (worker > 0) {
-        ::close(ends[1]);
+        announcing->writing.reset();
         ::signal(handedOn, SIG_IGN);
         // The handlers are set before the signals are let in again.
         for (const int signal : {SIGINT, SIGTERM})
             handleUnlessIgnored(signal, handOn);
         ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-        watch(ends[0]);
+        watch(announcing->reading.get());
     }
-    ::close(ends[0]);
-    announcements = ends[1];
+    announcing->reading.reset();
+    announcements = announcing->writing.release();
     try {
         listen();
         endWithWatcher();
@@ -217,7 +209,7 @@ bool isRequested() {
 void waitUntilRequested() {
     while (!requested) {
         char byte = 0;
-        if (::read(requests[0], &byte, 1) < 0 && errno != EINTR) std::this_thread::sleep_for(lookInterval);
+        if (::read(requestsRead, &byte, 1) < 0 && errno != EINTR) std::this_thread::sleep_for(lookInterval);
     }
 }
 

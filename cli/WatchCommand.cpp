@@ -22,6 +22,7 @@
 #include "cli/Target.h"
 #include "core/base/BoundedWait.h"
 #include "core/base/SerialQueue.h"
+#include "core/base/Shortage.h"
 #include "core/log/Log.h"
 #include "core/rules/RuleSet.h"
 #include "core/scan/FSInfo.h"
@@ -194,8 +195,7 @@ ExitStatus runWatch(const WatchArguments& arguments) {
     });
     const auto queue = SerialQueue::create(queueLabel);
     if (!log || !queue) {
-        say("cannot watch: the system has no thread or descriptor to give; end other programs, or raise the limits of "
-            "processes and of open files");
+        say(std::string("cannot watch: ") + shortageText);
         return ExitStatus::failed;
     }
     if (log->path().empty()) say("log unavailable: " + Log::defaultDirectory());

@@ -32,6 +32,9 @@ public:
     /// A second descriptor of the same open file, or none where there is no room for one.
     FileDescriptor duplicate() const { return FileDescriptor(::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0)); }
 
+    /// Gives the descriptor away, to whoever closes it instead; negative when there is none.
+    int release() { return std::exchange(descriptor_, -1); }
+
     void reset() {
         if (descriptor_ >= 0) ::close(descriptor_);
         descriptor_ = -1;

@@ -30,6 +30,17 @@ TEST(FileDescriptor, ClosesWhatItOwnsOnce) {
     EXPECT_FALSE(isOpen(number));
 }
 
+TEST(FileDescriptor, GivesAwayWhatItNoLongerCloses) {
+    int number = -1;
+    {
+        FileDescriptor one(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+        number = one.release();
+        EXPECT_FALSE(one.isOpen());
+    }
+    EXPECT_TRUE(isOpen(number));
+    const FileDescriptor closer(number);
+}
+
 TEST(FileDescriptor, OwnsNothingByDefault) {
     FileDescriptor none;
     EXPECT_FALSE(none.isOpen());

@@ -8,7 +8,6 @@
 #error "This source is for Linux."
 #endif
 
-#include <dirent.h>  // IWYU pragma: keep
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
@@ -207,19 +206,7 @@ bool Listing::next(ListedEntry& entry) {
         state.at += length;
         if (Stepwise::isSelfOrParent(record + State::nameAt)) continue;
         entry.name = record + State::nameAt;
-        switch (static_cast<unsigned char>(record[State::kindAt])) {
-            case DT_UNKNOWN:
-                entry.kind = ListedKind::unknown;
-                break;
-            case DT_DIR:
-                entry.kind = ListedKind::directory;
-                break;
-            case DT_LNK:
-                entry.kind = ListedKind::symlink;
-                break;
-            default:
-                entry.kind = ListedKind::other;
-        }
+        entry.kind = Stepwise::listedKind(static_cast<unsigned char>(record[State::kindAt]));
         return true;
     }
 }

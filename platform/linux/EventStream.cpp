@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "core/base/SerialQueue.h"
+#include "core/base/Shortage.h"
 #include "core/volumes/Volume.h"
 #include "core/watcher/MountNotifications.h"
 #include "platform/linux/EventBatcher.h"
@@ -139,7 +140,7 @@ public:
         if (!queue_) return false;
         // Volumes that come later would go unwatched without a word.
         if (!mounts_->canHear() || !events_->begin(queue_)) {
-            onProblem_(std::string("cannot watch: ") + noThread);
+            onProblem_(std::string("cannot watch: ") + shortageText);
             return false;
         }
         for (const auto kind : {MountNotifications::Kind::didMount, MountNotifications::Kind::didUnmount}) {

@@ -20,11 +20,10 @@
 #include "core/watcher/MountNotifications.h"
 #include "platform/linux/WatchJob.h"
 #include "platform/linux/WatchThread.h"
-#include "tests/support/NoDescriptors.h"
-#include "tests/support/NoThreads.h"
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/ReportingJob.h"
 #include "tests/support/Sanitizers.h"
+#include "tests/support/Shortages.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace varnel {

@@ -14,6 +14,7 @@
 #include <thread>
 #include <utility>
 
+#include "core/base/Shortage.h"
 #include "core/scan/FSInfo.h"
 #include "platform/linux/FanotifyWatch.h"
 #include "platform/linux/InotifyWatch.h"
@@ -92,7 +93,7 @@ WatchThread::WatchThread(std::unique_ptr<WatchJob> job) : state_(std::make_share
 
 void WatchThread::giveUp() {
     const std::string& root = state_->job->root;
-    state_->job->onProblem("cannot watch " + root + ": " + noThread);
+    state_->job->onProblem("cannot watch " + root + ": " + shortageText);
     state_->job->events->addLost(root);
     state_->note(state_->isReady);
     state_->note(state_->hasEnded);

@@ -10,11 +10,6 @@
 
 namespace varnel {
 
-/// Why nothing can be watched where the system gives no thread, and what helps.
-inline constexpr const char* noThread =
-    "the system has no thread or descriptor to give; end other programs, or raise the limits of processes and of open "
-    "files";
-
 /// One watch job on a thread of its own, by the best way that the system grants.
 class WatchThread {
 public:

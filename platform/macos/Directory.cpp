@@ -118,19 +118,7 @@ bool Listing::next(ListedEntry& entry) {
         }
     } while (Stepwise::isSelfOrParent(record->d_name));
     entry.name = record->d_name;
-    switch (record->d_type) {
-        case DT_UNKNOWN:
-            entry.kind = ListedKind::unknown;
-            break;
-        case DT_DIR:
-            entry.kind = ListedKind::directory;
-            break;
-        case DT_LNK:
-            entry.kind = ListedKind::symlink;
-            break;
-        default:
-            entry.kind = ListedKind::other;
-    }
+    entry.kind = Stepwise::listedKind(record->d_type);
     return true;
 }
 

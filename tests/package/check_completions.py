@@ -17,13 +17,10 @@ import subprocess
 import sys
 import tempfile
 
-SKIPPED = 77
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from skipping import skip  # noqa: E402
+
 BASH_COMPLETION = "/usr/share/bash-completion/bash_completion"
-
-
-def skip(reason):
-    print("SKIPPED: " + reason)
-    sys.exit(SKIPPED)
 
 
 def output(*words):

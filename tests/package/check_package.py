@@ -22,7 +22,9 @@ import sys
 import tempfile
 import xml.etree.ElementTree as ElementTree
 
-SKIPPED = 77
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from skipping import need, skip  # noqa: E402
+
 NAMESPACE = "VARNEL_PACKAGE_NAMESPACE"
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.normpath(os.path.join(HERE, "..", ".."))
@@ -38,17 +40,6 @@ EXCEPTIONS = {
 BOOKKEEPING = ["/var/lib/dpkg/", "/var/log/dpkg.log", "/var/cache/man/", "/var/cache/debconf/", "/etc/ld.so.cache",
                "/var/cache/ldconfig/", "/usr/share/applications/mimeinfo.cache",
                "/usr/share/icons/hicolor/icon-theme.cache"]
-
-
-def skip(reason):
-    print("SKIPPED: " + reason)
-    sys.exit(SKIPPED)
-
-
-def need(*programs):
-    for program in programs:
-        if not shutil.which(program):
-            skip("needs the program " + program)
 
 
 def run(*words, **options):

@@ -10,26 +10,16 @@ Exit status 77, with the reason, where this machine cannot tell.
 
 import os
 import re
-import shutil
 import signal
 import subprocess
 import sys
 import tempfile
 import time
 
-SKIPPED = 77
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from skipping import need, skip  # noqa: E402
+
 NAMESPACE = "VARNEL_SERVICE_NAMESPACE"
-
-
-def skip(reason):
-    print("SKIPPED: " + reason)
-    sys.exit(SKIPPED)
-
-
-def need(*programs):
-    for program in programs:
-        if not shutil.which(program):
-            skip("needs the program " + program)
 
 
 def settings(unit, key):

@@ -19,8 +19,8 @@
 #include <string>
 
 #include "core/base/FileDescriptor.h"
-#include "tests/support/NoDescriptors.h"
 #include "tests/support/PrivateMounts.h"
+#include "tests/support/Shortages.h"
 #include "tests/support/StreamListener.h"
 #include "tests/support/TemporaryFolder.h"
 
