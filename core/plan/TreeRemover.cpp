@@ -37,18 +37,18 @@ public:
 
     /// 0 or the first error.
     int run(int parent, const std::string& name) {
-        for (int round = 1; round < mostRounds; ++round) {
+        for (int round = 1;; ++round) {
             const int error = runOnce(parent, name);
-            if (!meansRefilled(error) || error_ != 0) return error;
+            if (error_ != 0) return error_;
+            // Whoever finds the work done by another has done none of it.
+            if (Directory::isGone(error, parent, name.c_str())) return hasRemoved_ ? 0 : error;
+            if (!meansRefilled(error) || round == mostRounds) return error;
         }
-        return runOnce(parent, name);
     }
 
 private:
     int runOnce(int parent, const std::string& name) {
-        if (const int error = enter(parent, name); error != 0) {
-            return Directory::isGone(error, parent, name.c_str()) || removedUnlisted(error, parent, name) ? 0 : error;
-        }
+        if (const int error = enter(parent, name); error != 0) return removedUnlisted(error, parent, name) ? 0 : error;
         while (levels_.size() > 1 || !levels_.back().entries.empty()) {
             if (levels_.back().entries.empty()) {
                 if (!leave()) return error_;
@@ -57,15 +57,15 @@ private:
             }
         }
         levels_.clear();
-        const int error = Directory::removeFolder(parent, name.c_str());
-        return error_ != 0 || Directory::isGone(error, parent, name.c_str()) ? error_ : error;
+        return Directory::removeFolder(parent, name.c_str());
     }
 
     /// Whether a folder that could not be entered for `error` could be removed all the same: what must not be listed
     /// may still be empty.
-    static bool removedUnlisted(int error, int folder, const std::string& name) {
+    bool removedUnlisted(int error, int folder, const std::string& name) {
         if (error != EACCES) return false;
         const int again = Directory::removeFolder(folder, name.c_str());
+        hasRemoved_ = hasRemoved_ || again == 0;
         return again == 0 || Directory::isGone(again, folder, name.c_str());
     }
 
@@ -81,6 +81,12 @@ private:
     void noteUnlessChanged(int error, int folder, const std::string& name) {
         const bool isTold = meansRefilled(error) || error == EISDIR || error == ENOTDIR;
         if (error != 0 && !isTold && !Directory::isGone(error, folder, name.c_str())) note(error);
+    }
+
+    /// Notes what the removal of an entry inside the tree gave.
+    void noteRemoval(int error, int folder, const std::string& name) {
+        if (error == 0) hasRemoved_ = true;
+        noteUnlessChanged(error, folder, name);
     }
 
     /// Opens and lists a folder and makes it the deepest level; 0 or why it could not be opened.
@@ -110,16 +116,12 @@ private:
         const int folder = levels_.back().folder.get();
         if (!entry.isFolder) {
             const int error = Directory::removeEntry(folder, entry.name.c_str());
-            if (error != EISDIR && error != EPERM) {
-                noteUnlessChanged(error, folder, entry.name);
-                return;
-            }
+            if (error != EISDIR && error != EPERM) return noteRemoval(error, folder, entry.name);
         }
-        int error = enter(folder, entry.name);
+        const int error = enter(folder, entry.name);
+        if (error == 0 || removedUnlisted(error, folder, entry.name)) return;
         if (error == ENOTDIR || error == ELOOP) {  // no folder, or none any more: the thing itself goes
-            error = Directory::removeEntry(folder, entry.name.c_str());
-        } else if (removedUnlisted(error, folder, entry.name)) {
-            return;
+            return noteRemoval(Directory::removeEntry(folder, entry.name.c_str()), folder, entry.name);
         }
         noteUnlessChanged(error, folder, entry.name);
     }
@@ -144,7 +146,7 @@ private:
             above.folder = *std::move(parent);
         }
         const int error = Directory::removeFolder(above.folder.get(), emptied.name.c_str());
-        noteUnlessChanged(error, above.folder.get(), emptied.name);
+        noteRemoval(error, above.folder.get(), emptied.name);
         return true;
     }
 
@@ -152,6 +154,7 @@ private:
     const Directory::Facts& volume_;
     std::vector<Level> levels_;
     int error_ = 0;
+    bool hasRemoved_ = false;
 };
 
 }  // namespace

@@ -14,8 +14,9 @@ namespace varnel {
 /// listing that is being emptied.
 class TreeRemover {
 public:
-    /// Removes the subfolder `name` of the open folder `parent`. Gives 0 once it is gone, also by somebody else's
-    /// hand, or the errno of the first call that failed.
+    /// Removes the subfolder `name` of the open folder `parent`. Gives 0 once it is gone, also where somebody else had
+    /// a hand in it, or the errno of the first call that failed: that of a missing entry where all was gone before
+    /// anything in it was removed.
     int remove(int parent, const std::string& name);
 
 private:

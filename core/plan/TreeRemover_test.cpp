@@ -123,7 +123,7 @@ TEST(TreeRemover, IsNoRemoverOfFilesOrLinks) {
     folder.link("link", "file");
     EXPECT_EQ(removeIn(folder.path(), "file"), ENOTDIR);
     EXPECT_NE(removeIn(folder.path(), "link"), 0);
-    EXPECT_EQ(removeIn(folder.path(), "none"), 0) << "gone by somebody else's hand";
+    EXPECT_EQ(removeIn(folder.path(), "none"), ENOENT) << "somebody else's work is not told as one's own";
     EXPECT_TRUE(folder.has("file") && folder.has("link"));
 }
 
@@ -255,7 +255,7 @@ TEST(TreeRemover, StopsWhereTheFolderAboveIsAnotherOneByNow) {
 TEST(TreeRemover, EmptiesAWideFolder) {
     const TemporaryFolder folder;
     const FileDescriptor wide(::open(folder.folder("t").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    addFiles(wide.get(), 200000);
+    addFiles(wide.get(), 70000);
     EXPECT_EQ(removeIn(folder.path(), "t"), 0);
     EXPECT_FALSE(folder.has("t"));
 }

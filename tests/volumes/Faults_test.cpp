@@ -37,6 +37,7 @@ namespace {
 using tests::comesTrue;
 using tests::Manifest;
 using tests::TemporaryFolder;
+using Texts = std::vector<std::string>;
 using Failures = std::vector<ExecResult::Failure>;
 
 /// The failing disk: what lies in "real" appears in "disk".
@@ -146,9 +147,16 @@ TEST(FaultyDisk, FailsTheEntryAndNoOther) {
 TEST(FaultyDisk, WhatSomebodyElseRemovesFirstFailsNothing) {
     withFaultyDisk([](FaultyDisk& disk) {
         for (const char* error : {"ENOENT", "ESTALE"}) {
-            for (const char* place :
-                 {"unlink /__MACOSX/a/1", "opendir /__MACOSX/a", "readdir /__MACOSX/a", "rmdir /__MACOSX/a",
-                  "opendir /__MACOSX", "readdir /__MACOSX", "rmdir /__MACOSX", "unlink /._1"}) {
+            const struct {
+                const char* place;
+                const char* skipped;  // what was gone before this run had removed any of it
+            } cases[] = {
+                {"unlink /__MACOSX/a/1", nullptr}, {"opendir /__MACOSX/a", nullptr},
+                {"readdir /__MACOSX/a", nullptr},  {"rmdir /__MACOSX/a", nullptr},
+                {"opendir /__MACOSX", "__MACOSX"}, {"readdir /__MACOSX", "__MACOSX"},
+                {"rmdir /__MACOSX", nullptr},      {"unlink /._1", "._1"},
+            };
+            for (const auto& [place, skipped] : cases) {
                 SCOPED_TRACE(std::string(place) + " " + error);
                 disk.rules("");
                 fill(disk);
@@ -157,11 +165,31 @@ TEST(FaultyDisk, WhatSomebodyElseRemovesFirstFailsNothing) {
                 disk.rules(std::string(place) + " vanish=" + error + "\n");
                 const ExecResult result = Executor::execute(plan, /*dryRun=*/false, nullptr);
                 EXPECT_EQ(result.failures, Failures());
-                EXPECT_EQ(static_cast<std::size_t>(result.removed) + result.skipped.size(), 4U);
+                const auto expected = skipped == nullptr ? Texts() : Texts{disk.folder.at("disk/") + skipped};
+                EXPECT_EQ(result.skipped, expected);
+                EXPECT_EQ(result.removed, 4 - static_cast<std::int64_t>(expected.size()));
                 EXPECT_ONLY_GONE(before, Manifest::of(disk.folder.at("real")),
                                  {"._1", "._2", "__MACOSX", "w/.Trashes"});
             }
         }
+    });
+}
+
+TEST(FaultyDisk, AnUnreadableSystemVolumeInformationStays) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        for (const char* rule : {"readdir /System*Information cut=1", "opendir /System*Information EIO",
+                                 "readdir /System*Information/Dedup EIO", "opendir /System*Information/Dedup EIO"}) {
+            SCOPED_TRACE(rule);
+            for (const char* name : {"a", "b", "c", "Dedup/x"})
+                disk.folder.file("real/System Volume Information/" + std::string(name));
+            const Manifest before = Manifest::of(disk.folder.at("real"));
+            disk.rules(std::string(rule) + "\n");
+            tests::Program(disk.folder.at("home")).run({"clean", "--yes", disk.folder.at("disk")});
+            EXPECT_ONLY_GONE(before, Manifest::of(disk.folder.at("real")), {});
+        }
+        disk.rules("");
+        tests::Program(disk.folder.at("home")).run({"clean", "--yes", disk.folder.at("disk")});
+        EXPECT_FALSE(disk.folder.has("real/System Volume Information"));
     });
 }
 
