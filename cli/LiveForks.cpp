@@ -17,6 +17,7 @@
 
 #include "cli/ServerConfiguration.h"
 #include "cli/Target.h"
+#include "core/base/FunctionRef.h"
 #include "core/base/Path.h"
 #include "core/base/Text.h"
 
@@ -28,7 +29,7 @@ using ServerConfiguration::Share;
 constexpr const char* smbFile = "/etc/samba/smb.conf";
 constexpr const char* afpFile = "/etc/netatalk/afp.conf";
 constexpr const char* afpVolumeFile = "/etc/netatalk/AppleVolumes.default";
-constexpr int mostFiles = 100;
+constexpr int mostFiles = 1000;
 
 /// "%m" and the like stand for anything: the pattern of the names that a server may read in the place of one.
 std::string patternOf(std::string_view name) {
@@ -66,6 +67,18 @@ public:
         return text;
     }
 
+    /// What the files of a folder whose names fit `pattern` hold, each handed to `take` with its path.
+    void contentsIn(const std::string& folder, const std::string& pattern,
+                    FunctionRef<void(const std::string& file, const std::string& text)> take) {
+        std::error_code error;
+        for (auto entry = std::filesystem::directory_iterator(folder, error);
+             !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+            const std::string file = entry->path().string();
+            if (::fnmatch(pattern.c_str(), entry->path().filename().c_str(), 0) == 0) take(file, contentsOf(file));
+        }
+        if (error && error != std::errc::no_such_file_or_directory) obstacle_ = folder;
+    }
+
     /// What exists and could not be read; none where that is nothing.
     const std::optional<std::string>& obstacle() const { return obstacle_; }
 
@@ -81,20 +94,34 @@ private:
             return {};
         }
         std::string text;
-        std::error_code error;
-        const std::string pattern = patternOf(Path::lastComponent(included));
-        for (auto entry = std::filesystem::directory_iterator(folder, error);
-             !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-            const std::string name = entry->path().filename().string();
-            if (::fnmatch(pattern.c_str(), name.c_str(), 0) == 0) text += contentsOf(entry->path().string());
-        }
-        if (error && error != std::errc::no_such_file_or_directory) obstacle_ = folder;
+        contentsIn(folder, patternOf(Path::lastComponent(included)),
+                   [&text](const std::string&, const std::string& more) { text += more; });
         return text;
     }
 
     int filesLeft_ = mostFiles;
     std::optional<std::string> obstacle_;
 };
+
+std::vector<Share> smbShares(Reading& reading) {
+    const std::string text = reading.contentsOf(smbFile);
+    std::vector<Share> shares = ServerConfiguration::inSMBConfiguration(text, smbFile);
+    for (const std::string& folder : ServerConfiguration::userShareFolders(text)) {
+        reading.contentsIn(folder, "*", [&shares](const std::string& file, const std::string& userShare) {
+            const auto more = ServerConfiguration::inUserShare(userShare, file);
+            shares.insert(shares.end(), more.begin(), more.end());
+        });
+    }
+    return shares;
+}
+
+std::vector<Share> afpShares(Reading& reading) {
+    return ServerConfiguration::inAFPConfiguration(reading.contentsOf(afpFile), afpFile);
+}
+
+std::vector<Share> oldAFPShares(Reading& reading) {
+    return ServerConfiguration::inAFPVolumeList(reading.contentsOf(afpVolumeFile), afpVolumeFile);
+}
 
 /// Whether one of two folders lies in the other.
 bool overlap(const std::string& one, const std::string& other) {
@@ -104,19 +131,11 @@ bool overlap(const std::string& one, const std::string& other) {
 }  // namespace
 
 std::optional<std::string> whyKept(const std::string& path) {
-    constexpr struct {
-        const char* file;
-        std::vector<Share> (*shares)(std::string_view text, const std::string& file);
-    } configurations[] = {
-        {smbFile, ServerConfiguration::inSMBConfiguration},
-        {afpFile, ServerConfiguration::inAFPConfiguration},
-        {afpVolumeFile, ServerConfiguration::inAFPVolumeList},
-    };
     const std::string real = Target::physical(path);
     std::optional<std::string> obstacle;
-    for (const auto& configuration : configurations) {
+    for (const auto sharesOf : {smbShares, afpShares, oldAFPShares}) {
         Reading reading;
-        const auto shares = configuration.shares(reading.contentsOf(configuration.file), configuration.file);
+        const auto shares = sharesOf(reading);
         const auto found = std::find_if(shares.begin(), shares.end(), [&](const Share& share) {
             return overlap(path, share.folder) || overlap(real, Target::physical(share.folder));
         });

@@ -8,10 +8,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +23,7 @@
 #include "core/base/FileDescriptor.h"
 #include "core/base/Text.h"
 #include "core/plan/Plan.h"
+#include "core/scan/Directory.h"
 #include "core/scan/FSInfo.h"
 #include "core/scan/Walker.h"
 
@@ -85,18 +88,36 @@ std::string plural(std::int64_t count, const char* one, const char* many) {
     return std::to_string(count) + ' ' + (count == 1 ? one : many);
 }
 
+/// The names in an open folder; none where it cannot be read to its end, which a
+/// walk would pass over.
+std::optional<std::vector<std::string>> namesIn(int folder) {
+    Directory::Listing listing;
+    listing.begin(folder);
+    std::vector<std::string> names;
+    for (Directory::ListedEntry entry; listing.next(entry);)
+        names.emplace_back(entry.name);
+    if (listing.error() != 0) return std::nullopt;
+    return names;
+}
+
+bool isStore(const std::string& name) {
+    return Text::lowercased(name) == "chunkstore";
+}
+
 /// Whether such a folder holds the volume's data or keys, or may do so: what cannot be read stays as well.
-bool mayHoldVolumeData(const std::string& folder) {
-    bool found = false;
-    const auto noteProblem = [&found](std::string) { found = true; };  // NOLINT(performance-unnecessary-value-param)
-    Walker::walk(folder, noteProblem, [&](const WalkEntry& entry) {
-        const std::string name = Text::lowercased(entry.name);
-        const bool isStore = entry.isDirectory && name == "chunkstore";
-        const bool isKey = name.starts_with("fve2.");
-        found = found || isStore || isKey;
-        return !found && entry.isDirectory && name == "dedup";
+bool mayHoldVolumeData(const std::string& path) {
+    const auto opened = Directory::openRoot(path, Directory::Links::refuse, Directory::Purpose::list);
+    if (!opened) return true;
+    const auto names = namesIn(opened->get());
+    if (!names) return true;
+    return std::any_of(names->begin(), names->end(), [&opened](const std::string& name) {
+        const std::string lowered = Text::lowercased(name);
+        if (lowered != "dedup") return isStore(name) || lowered.starts_with("fve2.");
+        const auto data = Directory::openChild(opened->get(), name);
+        if (!data) return data.error() != ENOTDIR && data.error() != ELOOP;
+        const auto below = namesIn(data->descriptor.get());
+        return !below || std::any_of(below->begin(), below->end(), isStore);
     });
-    return found;
 }
 
 }  // namespace

@@ -2,13 +2,18 @@
 #include "cli/ServerConfiguration.h"
 
 #include <algorithm>
+#include <functional>
 #include <istream>
+#include <iterator>
 #include <map>
+#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "core/base/FunctionRef.h"
 #include "core/base/Path.h"
 #include "core/base/Text.h"
 
@@ -16,19 +21,24 @@ namespace varnel::cli::ServerConfiguration {
 namespace {
 
 constexpr const char* homeFolders = "/home";
+constexpr const char* standardUserShares = "/var/lib/samba/usershares";
 
-using Settings = std::map<std::string, std::string>;
+/// Each key with all the values that it has anywhere. Servers take the last one; but which files they read may depend
+/// on the client, so that every one of them may be the last.
+using Settings = std::multimap<std::string, std::string>;
+using Values = std::vector<std::string>;
 
 struct Section {
     std::string name;
     Settings settings;
 };
 
-/// A key as servers compare it: without regard to case and blanks.
+/// A key as servers compare it, without regard to case and blanks, and by one of its names.
 std::string keyOf(std::string_view text) {
     std::string key = Text::lowercased(Text::trimmed(text));
     std::erase(key, ' ');
-    return key;
+    if (key == "directory") return "path";
+    return key == "vfsobject" ? "vfsobjects" : key;
 }
 
 /// A value without the blanks and the quotes around it.
@@ -49,21 +59,31 @@ bool readLine(std::istream& lines, std::string& line) {
     return true;
 }
 
-/// "[section]" and "key = value" lines, comments left out.
+/// The section of that name, an empty one at the end where there is none yet.
+Section& sectionNamed(std::string name, std::vector<Section>& all) {
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&name](const Section& section) { return section.name == name; });
+    return found != all.end() ? *found : all.emplace_back(Section{std::move(name), {}});
+}
+
+/// "[section]" and "key = value" lines, comments left out. What stands in several places under one name is one section.
 std::vector<Section> sections(std::string_view text) {
     std::vector<Section> all;
+    std::string name;
     std::istringstream lines{std::string(text)};
     for (std::string line; readLine(lines, line);) {
         const std::string_view content = Text::trimmed(line);
         if (content.empty() || content.front() == '#' || content.front() == ';') continue;
         if (content.front() == '[') {
             const auto end = std::min(content.find(']'), content.size());
-            all.push_back({Text::lowercased(Text::trimmed(content.substr(1, end - 1))), {}});
+            name = Text::lowercased(Text::trimmed(content.substr(1, end - 1)));
+            sectionNamed(name, all);
             continue;
         }
         const auto equals = content.find('=');
         if (equals == std::string_view::npos || all.empty()) continue;
-        all.back().settings[keyOf(content.substr(0, equals))] = unquoted(content.substr(equals + 1));
+        sectionNamed(name, all).settings.emplace(keyOf(content.substr(0, equals)),
+                                                 unquoted(content.substr(equals + 1)));
     }
     return all;
 }
@@ -74,23 +94,36 @@ void copyPatterns(std::vector<Section>& all) {
         const auto named = share.settings.find("copy");
         if (named == share.settings.end()) continue;
         const std::string name = Text::lowercased(named->second);
+        const Settings own = share.settings;
         const auto pattern =
             std::find_if(all.begin(), all.end(), [&name](const Section& section) { return section.name == name; });
-        if (pattern != all.end()) share.settings.insert(pattern->settings.begin(), pattern->settings.end());
+        if (pattern == all.end() || &*pattern == &share) continue;
+        for (const auto& [key, value] : Settings(pattern->settings)) {
+            if (!own.contains(key)) share.settings.emplace(key, value);
+        }
     }
 }
 
-/// A setting of the share, else of the section that speaks for all shares, else the server's own default.
-std::string setting(const Section& share, const Settings& general, const std::string& key, const char* fallback) {
-    if (const auto own = share.settings.find(key); own != share.settings.end()) return own->second;
-    if (const auto shared = general.find(key); shared != general.end()) return shared->second;
-    return fallback;
+/// The values of a setting in the share, else in the section that speaks for all shares, else the server's own default.
+Values values(const Section& share, const Settings& general, const std::string& key, const char* fallback) {
+    for (const Settings& settings : {std::cref(share.settings), std::cref(general)}) {
+        const auto [first, last] = settings.equal_range(key);
+        if (first == last) continue;
+        Values all;
+        std::transform(first, last, std::back_inserter(all), [](const auto& setting) { return setting.second; });
+        return all;
+    }
+    return {fallback};
 }
 
-Settings generalSettings(const std::vector<Section>& all) {
-    const auto found =
-        std::find_if(all.begin(), all.end(), [](const Section& section) { return section.name == "global"; });
-    return found == all.end() ? Settings() : found->settings;
+/// Whether a setting may be `wanted`, without regard to case.
+bool mayBe(std::string_view wanted, const Values& values) {
+    return std::any_of(values.begin(), values.end(),
+                       [wanted](const std::string& value) { return Text::lowercased(value) == wanted; });
+}
+
+Settings generalSettings(std::vector<Section>& all) {
+    return sectionNamed("global", all).settings;
 }
 
 bool hasWord(const std::string& list, std::string_view wanted) {
@@ -111,12 +144,38 @@ std::string fixedPart(std::string_view folder) {
     return before.empty() ? "/" : Path::standardized(before);
 }
 
-/// The folder of a section: its own, or that of all home folders for the section that stands for them.
-std::string folderOf(const Section& share, const char* key, const char* homesKey) {
-    const std::string folder = setting(share, {}, key, "");
-    if (share.name != "homes") return folder.empty() ? "" : fixedPart(folder);
-    const std::string homes = setting(share, {}, homesKey, "");
-    return homes.starts_with('/') ? fixedPart(homes) : homeFolders;
+/// The folders of a section: its own, or those of all home folders for the section that stands for them.
+std::set<std::string> foldersOf(const Section& share, const std::string& homesKey) {
+    const bool isHomes = share.name == "homes";
+    std::set<std::string> folders;
+    for (const std::string& folder : values(share, {}, isHomes ? homesKey : "path", "")) {
+        if (isHomes) {
+            folders.insert(folder.starts_with('/') ? fixedPart(folder) : homeFolders);
+        } else if (!folder.empty()) {
+            folders.insert(fixedPart(folder));
+        }
+    }
+    return folders;
+}
+
+/// Whether an SMB share keeps forks in `._` files: by the module for Macs, unless that is told to keep them elsewhere.
+bool keepsForks(const Section& share, const Settings& general) {
+    const Values modules = values(share, general, "vfsobjects", "");
+    const bool isForMacs =
+        std::any_of(modules.begin(), modules.end(), [](const std::string& list) { return hasWord(list, "fruit"); });
+    return isForMacs && mayBe("file", values(share, general, "fruit:resource", "file"));
+}
+
+/// The shares for which `keeps` holds.
+std::vector<Share> sharesThat(FunctionRef<bool(const Section&)> keeps, const std::vector<Section>& all,
+                              const char* homesKey, const std::string& file) {
+    std::vector<Share> shares;
+    for (const Section& share : all) {
+        if (share.name == "global" || !keeps(share)) continue;
+        for (const std::string& folder : foldersOf(share, homesKey))
+            shares.push_back({folder, file + ": [" + share.name + "]"});
+    }
+    return shares;
 }
 
 }  // namespace
@@ -125,34 +184,37 @@ std::vector<Share> inSMBConfiguration(std::string_view text, const std::string& 
     std::vector<Section> all = sections(text);
     copyPatterns(all);
     const Settings general = generalSettings(all);
+    return sharesThat([&general](const Section& share) { return keepsForks(share, general); }, all, "path", file);
+}
+
+std::set<std::string> userShareFolders(std::string_view text) {
+    std::vector<Section> all = sections(text);
+    const Section any;
+    const Settings general = generalSettings(all);
+    if (!keepsForks(any, general)) return {};
+    const Values folders = values(any, general, "usersharepath", standardUserShares);
+    return {folders.begin(), folders.end()};
+}
+
+std::vector<Share> inUserShare(std::string_view text, const std::string& file) {
+    // A server of any version writes these files, most without a section.
+    const std::vector<Section> all = sections("[" + file + "]\n" + std::string(text));
     std::vector<Share> shares;
     for (const Section& share : all) {
-        if (share.name == "global") continue;
-        std::string folder = folderOf(share, "path", "path");
-        if (folder.empty()) folder = folderOf(share, "directory", "directory");
-        const std::string modules =
-            setting(share, {}, "vfsobjects",
-                    setting(share, general, "vfsobject", setting(share, general, "vfsobjects", "").c_str()).c_str());
-        const std::string resource = Text::lowercased(setting(share, general, "fruit:resource", "file"));
-        if (folder.empty() || !hasWord(modules, "fruit") || resource != "file") continue;
-        shares.push_back({folder, file + ": [" + share.name + "]"});
+        for (const std::string& folder : foldersOf(share, "path"))
+            shares.push_back({folder, file});
     }
     return shares;
 }
 
 std::vector<Share> inAFPConfiguration(std::string_view text, const std::string& file) {
-    const std::vector<Section> all = sections(text);
+    std::vector<Section> all = sections(text);
     const Settings general = generalSettings(all);
-    std::vector<Share> shares;
-    for (const Section& share : all) {
-        if (share.name == "global") continue;
-        const std::string folder = folderOf(share, "path", "basedirregex");
-        const bool keepsFiles = Text::lowercased(setting(share, general, "ea", "auto")) == "ad" ||
-                                Text::lowercased(setting(share, general, "appledouble", "ea")) == "v2";
-        if (folder.empty() || !keepsFiles) continue;
-        shares.push_back({folder, file + ": [" + share.name + "]"});
-    }
-    return shares;
+    const auto keepsFiles = [&general](const Section& share) {
+        return mayBe("ad", values(share, general, "ea", "auto")) ||
+               mayBe("v2", values(share, general, "appledouble", "ea"));
+    };
+    return sharesThat(keepsFiles, all, "basedirregex", file);
 }
 
 std::vector<Share> inAFPVolumeList(std::string_view text, const std::string& file) {

@@ -3,6 +3,7 @@
 // What the configurations of file servers say of the shares that keep forks in `._` files. Only texts are read here.
 #pragma once
 
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,13 @@ struct Share {
 /// The shares of an SMB server's configuration that keep forks in `._` files: those with the module for Macs, unless
 /// it is told to keep forks elsewhere.
 std::vector<Share> inSMBConfiguration(std::string_view text, const std::string& file);
+
+/// The folders in which such a configuration lets users keep shares of their own, a file each; none where those keep no
+/// forks in `._` files.
+std::set<std::string> userShareFolders(std::string_view text);
+
+/// What such a file shares.
+std::vector<Share> inUserShare(std::string_view text, const std::string& file);
 
 /// The shares of an AFP server's configuration, of version 3 (sections) and of version 2 (a line per volume).
 std::vector<Share> inAFPConfiguration(std::string_view text, const std::string& file);

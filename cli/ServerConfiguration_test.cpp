@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,12 +47,39 @@ TEST(ServerConfiguration, SMBSharesWithTheModuleForMacsKeepForks) {
         {"[s]\npath=/srv/a\nvfs objects = catia \\", {}},
         {"[Pattern]\nvfs objects=fruit\n[s]\ncopy = pattern\npath=/srv/a\n", {"/srv/a"}},
         {"[pattern]\nvfs objects=fruit\n[s]\ncopy = pattern\npath=/srv/a\nvfs objects=\n", {}},
+        // What stands in several places is one section, and every value of a setting counts.
+        {"[global]\nworkgroup=W\n[s]\npath=/srv/a\n[GLOBAL]\nvfs objects=fruit\n", {"/srv/a"}},
+        {"[s]\npath=/srv/a\n[t]\npath=/srv/b\n[S]\nvfs objects=fruit\n", {"/srv/a"}},
+        {"[s]\npath=/srv/a\npath=/srv/b\nvfs objects=fruit\nvfs objects=\n", {"/srv/a", "/srv/b"}},
+        {"[s]\npath=/srv/a\nvfs objects=fruit\nfruit:resource=file\nfruit:resource=xattr\n", {"/srv/a"}},
+        {"[s]\ncopy = s\npath=/srv/a\nvfs objects=fruit\n", {"/srv/a"}},
     };
     for (const auto& c : cases)
         EXPECT_EQ(folders(ServerConfiguration::inSMBConfiguration(c.text, "f")), c.expected) << c.text;
     EXPECT_EQ(
         ServerConfiguration::inSMBConfiguration("[My Share]\npath=/a\nvfs objects=fruit", "smb.conf")[0].configuration,
         "smb.conf: [my share]");
+}
+
+TEST(ServerConfiguration, UsersShareAsTheServerDoes) {
+    using Folders = std::set<std::string>;
+    const struct {
+        const char* text;
+        Folders expected;
+    } cases[] = {
+        {"", {}},
+        {"[s]\nvfs objects=fruit\n", {}},
+        {"[global]\nvfs objects=fruit\n", {"/var/lib/samba/usershares"}},
+        {"[global]\nusershare path = /srv/own\n[global]\nvfs objects=fruit\n", {"/srv/own"}},
+        {"[global]\nvfs objects=fruit\nfruit:resource=stream\n", {}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(ServerConfiguration::userShareFolders(c.text), c.expected) << c.text;
+    const auto shares = ServerConfiguration::inUserShare("#VERSION 2\npath=/srv/a/\ncomment=\nguest_ok=n\n", "u/a");
+    ASSERT_EQ(folders(shares), Texts{"/srv/a"});
+    EXPECT_EQ(shares[0].configuration, "u/a");
+    EXPECT_EQ(folders(ServerConfiguration::inUserShare("[own]\npath=/srv/b\n", "u/b")), Texts{"/srv/b"});
+    EXPECT_EQ(folders(ServerConfiguration::inUserShare("comment=path\n", "u/c")), Texts());
 }
 
 TEST(ServerConfiguration, AFPVolumesThatKeepFilesKeepForks) {
@@ -65,6 +93,7 @@ TEST(ServerConfiguration, AFPVolumesThatKeepFilesKeepForks) {
         {"[v]\npath=/srv/a\nappledouble = v2\n", {"/srv/a"}},
         {"[v]\npath=/srv/$u\nea = ad\n", {"/srv"}},
         {"[Homes]\nbasedir regex = /(users|staff)\nea = ad\n", {"/"}},
+        {"[v]\npath=/srv/a\n[Global]\nvol preset=x\n[global]\nea = ad\n", {"/srv/a"}},
         {"[Homes]\nbasedir regex = /users\npath = mac\nea = ad\n", {"/users"}},
     };
     for (const auto& c : cases)

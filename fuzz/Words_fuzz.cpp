@@ -24,9 +24,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         fuzz::require(parsed.error().isError == (parsed.error().status == cli::ExitStatus::wrongUsage),
                       "only wrong usage is an error");
     }
-    for (const auto& shares : {cli::ServerConfiguration::inSMBConfiguration(text, "f"),
-                               cli::ServerConfiguration::inAFPConfiguration(text, "f"),
-                               cli::ServerConfiguration::inAFPVolumeList(text, "f")}) {
+    for (const auto& shares :
+         {cli::ServerConfiguration::inSMBConfiguration(text, "f"),
+          cli::ServerConfiguration::inAFPConfiguration(text, "f"), cli::ServerConfiguration::inAFPVolumeList(text, "f"),
+          cli::ServerConfiguration::inUserShare(text, "f")}) {
         for (const auto& share : shares)
             fuzz::require(!share.folder.empty(), "a share has a folder");
     }

@@ -878,6 +878,13 @@ TEST(CommandLineLiveForks, NeedAConsentOfTheirOwn) {
             "mv /etc/samba/more /etc/samba/more.of.ann && echo 'include = /etc/samba/more.of.%u' > "
             "/etc/samba/smb.conf");
         EXPECT_EQ(desk.varnel.run({"clean", "--yes", desk.folder.at("v/a")}).status, 3);
+        tests::shell(
+            "echo '[global]\nvfs objects = fruit\nusershare path = /etc/samba/own' > /etc/samba/smb.conf && "
+            "mkdir /etc/samba/own && printf 'path=%s\\n' '" +
+            desk.folder.at("v") + "' > /etc/samba/own/ann");
+        EXPECT_EQ(desk.stable(desk.varnel.run({"clean", "--yes", desk.folder.at("v/a")}).errors),
+                  "varnel: DESK/v/a is shared by a file server that keeps live data in ._ files (/etc/samba/own/ann); "
+                  "--allow-live-forks cleans it all the same.\n");
         const struct {
             const char *command, *obstacle;
         } bad[] = {
