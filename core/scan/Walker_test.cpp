@@ -378,7 +378,7 @@ TEST(Walker, HoldsFewDescriptorsHoweverDeepTheTree) {
 TEST(Walker, ReadsWideFoldersToTheirEnd) {
     const TemporaryFolder folder;
     const int descriptor = ::open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    constexpr int count = 200000;
+    constexpr int count = 70000;
     for (int i = 0; i < count; ++i) {
         ::close(::openat(descriptor, ("f" + std::to_string(i)).c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
     }
