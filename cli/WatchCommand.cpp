@@ -130,8 +130,10 @@ private:
     std::vector<Volume> present() {
         std::vector<Volume> volumes;
         for (const std::string& path : paths_) {
-            // This does not ask the server of what is mounted there, which may be dead.
-            if (FSInfo::type(path)) {
+            // Neither asks the server of what is mounted there, which may be dead.
+            const bool isMounted = FSInfo::isMountPoint(path);
+            if (isMounted) mountPoints_.insert(path);
+            if (FSInfo::type(path) && (isMounted || !mountPoints_.contains(path))) {
                 volumes.push_back(volumeAt(path));
             } else {
                 tellOnce(path + " is not there; it is watched again once something is mounted there");
@@ -149,6 +151,7 @@ private:
     const bool allowLiveForks_;
     std::mutex mutex_;
     std::set<std::string> told_;
+    std::set<std::string> mountPoints_;  // of the paths; the folder that an unmounted volume leaves behind is not meant
 };
 
 void noteShares(const std::vector<Volume>& volumes, bool isSwept) {

@@ -39,6 +39,10 @@ std::expected<Facts, int> facts(int folder, const char* name);
 /// Facts of the entry at a path, of the link itself where it is one.
 std::expected<Facts, int> facts(const std::string& path);
 
+/// The same, as far as it never changes while the entry is there: what it is, and on which device and mount. No server
+/// is asked for it where the system can tell.
+std::expected<Facts, int> lastingFacts(const std::string& path);
+
 /// Facts of what a path leads to, links followed.
 std::expected<Facts, int> factsFollowingLinks(const std::string& path);
 

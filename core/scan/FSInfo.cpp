@@ -31,9 +31,9 @@ std::optional<std::int32_t> linkDevice(const std::string& path) {
 bool isMountPoint(const std::string& path) {
     const std::string parent(Path::withoutLastComponent(path));
     if (parent == path) return true;
-    const auto here = Directory::facts(path);
+    const auto here = Directory::lastingFacts(path);
     if (!here) return false;
-    const auto above = Directory::facts(parent);
+    const auto above = Directory::lastingFacts(parent);
     if (!above) return false;
     return here->isMountRoot || here->device != above->device;
 }

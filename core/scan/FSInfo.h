@@ -25,7 +25,8 @@ std::optional<std::int32_t> device(const std::string& path);
 std::optional<std::int32_t> linkDevice(const std::string& path);
 
 /// Whether the path is where a volume is mounted: "/", a folder on another device than its parent, or one that the
-/// kernel marks as the root of a mount. False for a path that does not exist.
+/// kernel marks as the root of a mount. False for a path that does not exist. Never waits for a server where the
+/// system can tell without.
 bool isMountPoint(const std::string& path);
 
 /// The name of the type of the file system that holds the path; none where the path does not exist.

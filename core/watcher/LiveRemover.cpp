@@ -37,8 +37,9 @@ std::optional<LiveRemover::Entry> LiveRemover::find(const Volume& volume, const 
 }
 
 int LiveRemover::remove(const Entry& entry) {
-    return entry.facts.isDirectory ? remover_.remove(entry.folder, entry.name)
-                                   : Directory::removeEntry(entry.folder, entry.name.c_str());
+    if (!entry.facts.isDirectory) return Directory::removeEntry(entry.folder, entry.name.c_str());
+    if (!remover_) remover_.emplace();
+    return remover_->remove(entry.folder, entry.name);
 }
 
 ParentFolders* LiveRemover::foldersOf(const Volume& volume) {

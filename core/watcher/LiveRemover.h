@@ -45,7 +45,7 @@ private:
 
     const VolumeIdentities& identities_;
     std::map<std::string, std::optional<ParentFolders>> volumes_;
-    TreeRemover remover_;
+    std::optional<TreeRemover> remover_;  // made for the first folder: hardly any batch holds one
 };
 
 }  // namespace varnel

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "core/watcher/Watcher.h"
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -29,6 +31,12 @@ constexpr const char* everything = "/";
 
 /// How long a volume may take to say which one it is. A dead one must not hold up the others.
 constexpr std::chrono::seconds longestAnswer{2};
+
+/// What a volume says of itself, and who came first: the answer, or the end of the wait for it.
+struct Question {
+    std::optional<VolumeIdentity> answer;
+    std::atomic<bool> isDecided{false};
+};
 
 }  // namespace
 
@@ -109,16 +117,60 @@ void Watcher::refreshVolumesLocked() {
     const VolumeIdentities before = std::exchange(identities_, {});
     for (const Volume& volume : volumes_) {
         const std::string& mountPoint = volume.mountPoint;
-        const auto identity = std::make_shared<std::optional<VolumeIdentity>>();
-        const bool hasAnswered =
-            BoundedWait::run([mountPoint, identity] { *identity = VolumeIdentity::of(mountPoint); }, longestAnswer);
-        if (hasAnswered) {
-            if (*identity) identities_[mountPoint] = **identity;
-        } else if (const auto known = before.find(mountPoint); known != before.end()) {
-            // Whoever removes anything there asks again.
-            identities_.insert(*known);
-        }
+        const auto awaited = late_.find(mountPoint);
+        if (awaited != late_.end()) awaited->second.mayBeOfAnother = true;
+        if (awaited == late_.end() && identifyLocked(mountPoint)) continue;
+        // Whoever removes anything there asks again.
+        if (const auto known = before.find(mountPoint); known != before.end()) identities_.insert(*known);
     }
+}
+
+/// Asks a volume which one it is; false where it does not say in time. Then its answer is taken whenever it comes.
+bool Watcher::identifyLocked(const std::string& mountPoint) {
+    const auto question = std::make_shared<Question>();
+    const bool hasEnded = BoundedWait::run(
+        [mountPoint, question, queue = std::weak_ptr(queue_), weak = weak_from_this()] {
+            question->answer = VolumeIdentity::of(mountPoint);
+            if (!question->isDecided.exchange(true)) return;
+            const auto late = queue.lock();
+            if (!late) return;
+            late->async([mountPoint, question, weak] {
+                if (const auto self = weak.lock()) self->takeLateAnswerLocked(mountPoint, question->answer);
+            });
+        },
+        longestAnswer);
+    if (!hasEnded && !question->isDecided.exchange(true)) {
+        late_[mountPoint] = {};
+        return false;
+    }
+    if (question->answer) identities_[mountPoint] = *question->answer;
+    return true;
+}
+
+void Watcher::takeLateAnswerLocked(const std::string& mountPoint, const std::optional<VolumeIdentity>& answer) {
+    assertOnQueue();
+    const LateAnswer late = late_.extract(mountPoint).mapped();
+    const bool isStillThere = std::any_of(volumes_.begin(), volumes_.end(), [&mountPoint](const Volume& volume) {
+        return volume.mountPoint == mountPoint;
+    });
+    if (!isStillThere) return;
+    if (late.mayBeOfAnother) {
+        if (!identifyLocked(mountPoint)) late_[mountPoint].isMissed = late.isMissed;
+    } else if (answer) {
+        identities_[mountPoint] = *answer;
+    }
+    if (!late.isMissed || !identities_.contains(mountPoint)) return;
+    pendingSweep_.insert(mountPoint);
+    scheduleRecoverySweep();
+}
+
+/// Whether nothing can be removed from a volume yet, because it has not said which one it is. What may be left undone
+/// until then is noted, also where it was known before and may have been exchanged.
+bool Watcher::isLateLocked(const std::string& mountPoint) {
+    const auto awaited = late_.find(mountPoint);
+    if (awaited == late_.end()) return false;
+    awaited->second.isMissed = true;
+    return !identities_.contains(mountPoint);
 }
 
 void Watcher::startStreamLocked() {

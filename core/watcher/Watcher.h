@@ -11,7 +11,9 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -21,6 +23,7 @@
 #include "core/log/Log.h"
 #include "core/rules/ActiveRules.h"
 #include "core/rules/RuleSet.h"
+#include "core/scan/VolumeIdentity.h"
 #include "core/volumes/Volume.h"
 #include "core/watcher/EventStream.h"
 #include "core/watcher/LiveRemover.h"
@@ -84,6 +87,9 @@ private:
 
     void startLocked();
     void refreshVolumesLocked();
+    bool identifyLocked(const std::string& mountPoint);
+    void takeLateAnswerLocked(const std::string& mountPoint, const std::optional<VolumeIdentity>& answer);
+    bool isLateLocked(const std::string& mountPoint);
     void startStreamLocked();
     void observeMountsLocked();
     void stopLocked();
@@ -102,10 +108,17 @@ private:
     WatcherPorts ports_;
     std::shared_ptr<SerialQueue> queue_;
 
+    /// A volume that did not say in time which one it is.
+    struct LateAnswer {
+        bool mayBeOfAnother = false;  // something was mounted or unmounted since it was asked
+        bool isMissed = false;        // what happened on the volume meanwhile was left undone
+    };
+
     // Of the queue.
     std::unique_ptr<EventStream> stream_;
     std::vector<Volume> volumes_;
-    VolumeIdentities identities_;  // of volumes_
+    VolumeIdentities identities_;             // of volumes_
+    std::map<std::string, LateAnswer> late_;  // by mount point, while the answer is awaited
     LoopGuard guard_;
     std::set<std::string> pendingSweep_;
     std::shared_ptr<CancellableWork> sweepWork_;

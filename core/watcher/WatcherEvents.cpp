@@ -58,12 +58,12 @@ void Watcher::handle(std::span<const std::string> paths, std::span<const std::ui
 }
 
 void Watcher::handleSingle(const std::string& path, LiveRemover& remover) {
-    const Volume* const volume = VolumeList::volume(path, volumes_);
-    if (volume == nullptr) return;
     // Most events are about names that no rule claims, whatever they are: those are not looked at on the disk.
     const std::string_view name = Path::lastComponent(path);
     constexpr bool folder = true;
     if (active_.firstMatch(name, !folder) == nullptr && active_.firstMatch(name, folder) == nullptr) return;
+    const Volume* const volume = VolumeList::volume(path, volumes_);
+    if (volume == nullptr || isLateLocked(volume->mountPoint)) return;
     if (PathGuard::isForbidden(path) || guard_.isSuppressed(path)) return;
     const auto entry = remover.find(*volume, path);
     if (!entry) return;

@@ -16,10 +16,12 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "core/base/Path.h"
@@ -117,9 +119,20 @@ bool isInternal(const std::string& folder) {
     return folder.find("/devices/virtual/") == std::string::npos && !isRemovable(folder);
 }
 
+/// The mount table; where it cannot be read, for want of descriptors, say, as it last was. Without that, a moment of
+/// want would be the end of every volume for whoever watches them, and nothing would tell when it has passed.
+std::optional<std::vector<Mount>> latestTable() {
+    static std::mutex mutex;
+    static std::optional<std::vector<Mount>> latest;
+    auto table = MountTable::read();
+    const std::lock_guard lock(mutex);
+    if (table) latest = *std::move(table);
+    return latest;
+}
+
 class LinuxVolumes final : public MountedVolumes {
 public:
-    LinuxVolumes() : table_(MountTable::read()) {}
+    LinuxVolumes() : table_(latestTable()) {}
 
     std::optional<std::vector<std::string>> visible() const final {
         if (!table_) return std::nullopt;

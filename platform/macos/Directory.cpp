@@ -55,6 +55,10 @@ std::expected<Facts, int> facts(const std::string& path) {
     return askFor(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW);
 }
 
+std::expected<Facts, int> lastingFacts(const std::string& path) {
+    return facts(path);
+}
+
 std::expected<Facts, int> factsFollowingLinks(const std::string& path) {
     return askFor(AT_FDCWD, path.c_str(), 0);
 }

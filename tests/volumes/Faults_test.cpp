@@ -14,15 +14,22 @@
 #include <fstream>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "core/base/SerialQueue.h"
 #include "core/plan/Executor.h"
 #include "core/rules/RuleSet.h"
 #include "core/scan/FSInfo.h"
 #include "core/scan/Scanner.h"
+#include "core/volumes/Volume.h"
+#include "core/watcher/EventStream.h"
+#include "core/watcher/MountNotifications.h"
+#include "core/watcher/Watcher.h"
 #include "tests/support/Manifest.h"
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/Program.h"
@@ -355,6 +362,50 @@ TEST(DeadDisk, HoldsUpNoOtherFolderOfAWatchBefore6_8) {
     });
 }
 
+/// A stream that says nothing by itself.
+class QuietStream final : public EventStream {
+public:
+    void setQueue(std::shared_ptr<SerialQueue>) final {}
+    bool start() final { return true; }
+    void stop() final {}
+    void invalidate() final {}
+};
+
+TEST(FaultyDisk, IsServedOnceItSaysWhichOneItIs) {
+    withFaultyDisk([](FaultyDisk& disk) {
+        tests::takeUniqueMountsAway();  // later kernels say it without the disk
+        disk.folder.file("real/keep");
+        disk.folder.file("real/._early");
+        const std::string root = disk.folder.at("disk");
+        disk.rules("getattr / hang\n");
+        EventStreamRequest request;
+        const auto createStream = [&request](EventStreamRequest asked) {
+            request = std::move(asked);
+            return std::make_unique<QuietStream>();
+        };
+        const auto volumes = [root] { return std::vector<Volume>{{root, "exfat", true, true, false}}; };
+        const auto queue = SerialQueue::create("test.queue");
+        const auto watcher =
+            Watcher::create(RuleSet::standard(), 0.25, nullptr,
+                            {queue, createStream, MountNotifications::ofSystem(), volumes, [] { return 0.0; }});
+        watcher->start();
+        const auto tell = [&](const char* name) {
+            const std::string path = root + '/' + name;
+            constexpr std::uint32_t flags = 0;
+            queue->sync([&] { request.deliver({&path, 1}, {&flags, 1}, 1); });
+        };
+        tell("._early");
+        EXPECT_TRUE(disk.folder.has("real/._early"));
+        disk.rules("");
+        EXPECT_TRUE(comesTrue([&] { return !disk.folder.has("real/._early"); })) << "what was missed is made good";
+        disk.folder.file("real/._late");
+        tell("._late");
+        EXPECT_FALSE(disk.folder.has("real/._late"));
+        EXPECT_TRUE(disk.folder.has("real/keep"));
+        watcher->stop();
+    });
+}
+
 TEST(FaultyDisk, GetsAClearLineAndTheStatusOfTheContract) {
     withFaultyDisk([](FaultyDisk& disk) {
         const std::string root = disk.folder.at("disk");
@@ -395,10 +446,11 @@ TEST(FaultyDisk, GetsAClearLineAndTheStatusOfTheContract) {
     });
 }
 
-TEST(DeadDisk, StillHasAType) {
+TEST(DeadDisk, StillHasATypeAndIsAMountPoint) {
     withFaultyDisk([](FaultyDisk& disk) {
         disk.rules("getattr * hang\nopendir * hang\n");
         EXPECT_TRUE(FSInfo::type(disk.folder.at("disk")));
+        EXPECT_TRUE(FSInfo::isMountPoint(disk.folder.at("disk")));
         EXPECT_FALSE(disk.hangs()) << "its driver was asked";
         disk.rules("");
     });

@@ -12,8 +12,10 @@
 #include <string>
 #include <utility>
 
+#include "platform/linux/MountTable.h"
 #include "tests/support/DiskImage.h"
 #include "tests/support/PrivateMounts.h"
+#include "tests/support/Shortages.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace varnel {
@@ -50,6 +52,16 @@ bool isVisible(const std::string& mountPoint) {
 void mountTmpfsAt(const std::string& place) {
     std::filesystem::create_directories(place);
     tests::mountTmpfs(place);
+}
+
+TEST(MountedVolumes, StayKnownWhileTheTableCannotBeRead) {
+    privately([](const TemporaryFolder&) {
+        mountTmpfsAt("/media/stick");
+        ASSERT_TRUE(isVisible("/media/stick"));
+        const tests::NoDescriptors none;
+        EXPECT_FALSE(MountTable::read());
+        EXPECT_TRUE(isVisible("/media/stick"));
+    });
 }
 
 TEST(MountedVolumes, AreThoseInThePlacesOfPeoplesDisks) {

@@ -166,6 +166,27 @@ TEST(Watch, LeavesAMacsDiskAloneThatTakesTheNamedFoldersPlace) {
     });
 }
 
+TEST(Watch, LeavesTheFolderAloneThatANamedVolumeLeavesBehind) {
+    privately([](const Place& place) {
+        tests::mountTmpfs(place.root);
+        RunningProgram watch(place.home, {"watch", place.root, place.folder.folder("beside")});
+        ASSERT_TRUE(watch.says("WATCH started latency=0.25s volumes=2"));
+        tests::unmountDisk(place.root);
+        EXPECT_TRUE(watch.complains(place.root + " is not there; it is watched again once something is mounted there"));
+        place.folder.file("v/._left");
+        place.folder.file("beside/._x");
+        EXPECT_TRUE(comesTrue([&] { return !place.folder.has("beside/._x"); }));
+        EXPECT_TRUE(place.folder.has("v/._left"));
+        tests::mountTmpfs(place.root);
+        // How soon the new volume is watched is the kernel's affair; what came before that is found all the same.
+        place.folder.file("v/._new");
+        EXPECT_TRUE(place.isGone("._new"));
+        tests::unmountDisk(place.root);
+        EXPECT_EQ(watch.end(SIGINT), 0);
+        EXPECT_TRUE(place.folder.has("v/._left"));
+    });
+}
+
 TEST(Watch, GivesUpOnAFileThatIsMadeAgainAndAgain) {
     const Place place;
     RunningProgram watch(place.home, {"watch", place.root});
