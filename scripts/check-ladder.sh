@@ -33,23 +33,23 @@ analyzer() {
   scripts/macos/analyze.py build/macos-check
 }
 # built TARGET…: for GNUstep, under the sanitizers. What does not compile there shows nothing of a run.
-built() { cmake --preset gnustep-asan && cmake --build --preset gnustep-asan --target "$@" -- --quiet; }
+built() { cmake --preset gnustep && cmake --build --preset gnustep --target "$@" -- --quiet; }
 gnustep() {
   built macos_tests core_tests || return $blind
-  timeout 120 build/gnustep-asan/bin/macos_tests &&
-    timeout 120 build/gnustep-asan/bin/core_tests --gtest_filter='SerialQueue*'
+  timeout 120 build/gnustep/bin/macos_tests &&
+    timeout 120 build/gnustep/bin/core_tests --gtest_filter='SerialQueue*'
 }
 darwin() {
   built darwin_tests || return $blind
-  timeout 120 build/gnustep-asan/bin/darwin_tests
+  timeout 120 build/gnustep/bin/darwin_tests
 }
 desktop() {
   built appkit_tests || return $blind
-  timeout 120 build/gnustep-asan/bin/appkit_tests
+  timeout 120 build/gnustep/bin/appkit_tests
 }
 life() {
   built varnel_main || return $blind
-  tests/macos/check_life.py build/gnustep-asan/bin/varnel_main tests/data/macos/life.txt build/gnustep-asan/pictures
+  tests/macos/check_life.py build/gnustep/bin/varnel_main tests/data/macos/life.txt build/gnustep/pictures
 }
 pools() {
   gnustep || return $blind

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the core with the macOS layer on GNUstep and runs its tests; with --sanitized the layer's own alone, under the
-# address and undefined-behaviour sanitizers. Ends with 77 where the machine has no GNUstep.
+# Builds the core with the macOS layer on GNUstep and runs its tests, under the address and undefined-behaviour
+# sanitizers. Ends with what was skipped and "N passed, N failed", or with 77 where the machine has no GNUstep.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 # shellcheck source=scripts/packages.sh
@@ -38,32 +38,17 @@ trap 'kill "$server" 2>/dev/null' EXIT
 read -r -t 20 -u "$display" number || { echo "no display could be made"; exit 1; }
 export DISPLAY=":$number"
 
-# build_for PRESET TARGET…
-build_for() {
-  local preset=$1
-  shift
-  [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" >/dev/null
-  cmake --build --preset "$preset" --target "$@" -- --quiet
-}
+[ -f build/gnustep/build.ninja ] || cmake --preset gnustep >/dev/null
+cmake --build --preset gnustep --target core_tests disk_tests macos_tests darwin_tests app_tests appkit_tests varnel_main \
+  -- --quiet
+for test in "${without[@]}"; do
+  ctest --preset gnustep -N -L "$labels" -R "^($test)\$" | grep -qx 'Total Tests: [1-9][0-9]*' ||
+    { echo "$test is left out, and there is no such test"; exit 1; }
+done
 
-# run PRESET: ends with what was skipped and why, and "N passed, N failed".
-run() {
-  local results=$PWD/build/$1/results.xml
-  rm -f "$results"
-  ctest --preset "$1" -j "$(nproc)" --timeout 120 --output-junit "$results" -L "$labels" \
-    -E "$(IFS='|' && echo "^(${without[*]})\$")" | grep -vE '^ +Start +[0-9]|\.\.\. +Passed|^$|sec\*proc' || true
-  python3 scripts/summarize-tests.py "$results"
-}
-
-if [ "${1:-}" = --sanitized ]; then
-  build_for gnustep-asan macos_tests darwin_tests appkit_tests varnel_main
-  ASAN_OPTIONS=detect_leaks=0 run gnustep-asan
-else
-  build_for gnustep core_tests disk_tests macos_tests darwin_tests app_tests appkit_tests varnel_main
-  for test in "${without[@]}"; do
-    ctest --preset gnustep -N -L "$labels" -R "^($test)\$" | grep -qx 'Total Tests: [1-9][0-9]*' ||
-      { echo "$test is left out, and there is no such test"; exit 1; }
-  done
-  run gnustep
-fi
+readonly results=$PWD/build/gnustep/results.xml
+rm -f "$results"
+ctest --preset gnustep -j "$(nproc)" --timeout 120 --output-junit "$results" -L "$labels" \
+  -E "$(IFS='|' && echo "^(${without[*]})\$")" | grep -vE '^ +Start +[0-9]|\.\.\. +Passed|^$|sec\*proc' || true
+python3 scripts/summarize-tests.py "$results"
 echo "left out: ${without[*]}"

@@ -88,7 +88,19 @@ std::string utf8(NSString* string) {
     return bytes == nullptr ? std::string() : bytes;
 }
 
+/// Whether a character and both its neighbours are ASCII, and so a character by itself.
+bool isPlain(NSString* self, NSUInteger index) {
+    const NSUInteger length = [self length];
+    if (index >= length) return false;
+    for (NSUInteger at = index == 0 ? 0 : index - 1; at < length && at <= index + 1; ++at) {
+        if ([self characterAtIndex:at] >= 0x80) return false;
+    }
+    return true;
+}
+
 NSRange composedRange(NSString* self, SEL, NSUInteger index) {
+    // GNUstep asks about each character of what it compares, and most are plain.
+    if (isPlain(self, index)) return NSMakeRange(index, 1);
     NSUInteger start = 0;
     for (const std::string& character : LinuxUnicode::characters(utf8(self))) {
         const NSUInteger length = [stringOf(character) length];
