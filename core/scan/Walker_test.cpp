@@ -343,7 +343,7 @@ TEST(Walker, GoesAsDeepAsTheTreeGoes) {
     folder.folder("line");
     folder.folder("bush");
     makeDeep(folder.at("line"), 10000, "d", "");
-    makeDeep(folder.at("bush"), 3000, "deep", "side");
+    makeDeep(folder.at("bush"), 1000, "deep", "side");  // longer than a path may be
     const Seen line = walk(folder.at("line"));
     EXPECT_TRUE(line.errors.empty());
     ASSERT_EQ(line.entries.size(), 10001U);
@@ -352,7 +352,7 @@ TEST(Walker, GoesAsDeepAsTheTreeGoes) {
     onBothRoads([&] {
         Seen bush = walk(folder.at("bush"));
         EXPECT_TRUE(bush.errors.empty());
-        EXPECT_EQ(bush.entries.size(), 6001U);
+        EXPECT_EQ(bush.entries.size(), 2001U);
     });
     removeDeep(folder.path());
 }
