@@ -34,7 +34,7 @@ void AppDelegate::preview(const std::string& path, PreviewOptions options) {
         return;
     }
     // Where it cannot be learned now, it is after the scan.
-    flow.fileSystemType = fileSystemType(flow.path).value_or("unknown");
+    flow.fileSystemType = fileSystemType(flow.path).value_or(Volume::unknownType);
     if (!mayTouch(flow.path, flow.fileSystemType)) return;
     rules();
     begin([weak = weak_from_this(), flow = std::move(flow)]() mutable {

@@ -35,8 +35,6 @@ constexpr const char* noTerminal =
     "clean asks before it deletes, and there is no terminal to ask at; --yes goes without asking.";
 
 /// What stands for the type where the system does not tell it.
-constexpr const char* unknownType = "unknown";
-
 /// The result of one path as one JSON object.
 std::string json(const std::string& path, bool dryRun, const ExecResult& result,
                  const std::vector<std::string>& errors) {
@@ -115,7 +113,7 @@ private:
         const auto known = VolumeIdentity::of(path);
         const auto volume = known.value_or(VolumeIdentity());
         // Asked after the volume was looked at, which mounts one that waits to be used.
-        const std::string type = FSInfo::type(path).value_or(unknownType);
+        const std::string type = FSInfo::type(path).value_or(Volume::unknownType);
         if (known) {
             if (const auto refusal = whyNotWanted(path, type)) return refuse(path, *refusal);
         }
@@ -181,7 +179,7 @@ private:
     std::optional<std::string> whyNotWanted(const std::string& path, const std::string& volumeType) const {
         const std::string type = Output::shownInMessage(volumeType);
         if (arguments_.macFormat || arguments_.dryRun) return std::nullopt;
-        if (volumeType == unknownType) {
+        if (volumeType == Volume::unknownType) {
             return "is on a volume whose format cannot be learned, so it may be a Mac's; --mac-format cleans it all "
                    "the "
                    "same.";

@@ -54,7 +54,7 @@ void say(const std::string& problem) {
 Volume volumeAt(const std::string& path) {
     const auto system = MountedVolumes::current();
     const auto attachment = system->attachment(path).value_or(MountedVolumes::Attachment());
-    return {path, FSInfo::type(path).value_or("unknown"), attachment.isLocal.value_or(true),
+    return {path, FSInfo::type(path).value_or(Volume::unknownType), attachment.isLocal.value_or(true),
             attachment.isRemovable.value_or(false), attachment.isInternal.value_or(false)};
 }
 
@@ -69,7 +69,8 @@ std::optional<std::string> whyRefused(const Volume& volume, bool allowLiveForks)
     if (volume.isMacFormat()) {
         return "is on a " + volume.fsType + " volume, a Mac format; such volumes are not watched.";
     }
-    if (volume.fsType == "unknown") return "is on a volume whose format cannot be learned; it is not watched.";
+    if (volume.fsType == Volume::unknownType)
+        return "is on a volume whose format cannot be learned; it is not watched.";
     return std::nullopt;
 }
 

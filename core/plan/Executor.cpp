@@ -83,9 +83,7 @@ public:
             result.skipped.push_back(item.path);
             return;
         }
-        if (facts->isDirectory && (facts->isMountRoot || facts->device != parent->facts.device)) {
-            return fail(item, isMountPoint);
-        }
+        if (facts->isMountedIn(parent->facts)) return fail(item, isMountPoint);
         if (facts->isSymlink && item.isDirectory) return fail(item, isSymlink);
         if (dryRun_) {
             count(item, item.isDirectory);

@@ -14,6 +14,9 @@
 namespace varnel {
 namespace {
 
+/// The one rule that consults the protected extensions.
+constexpr std::string_view companionRule = "appledouble";
+
 bool isActive(const Rule& rule, RuleScope scope) {
     return rule.enabled && rule.scope.overlaps(scope);
 }
@@ -37,6 +40,10 @@ const Rule* RuleSet::firstMatch(std::string_view name, bool isDirectory, RuleSco
 bool RuleSet::isProtected(std::string_view name) const {
     const std::string_view extension = Path::extension(name);
     return !extension.empty() && protectedExtensions.contains(Text::lowercased(extension));
+}
+
+bool RuleSet::isKept(const Rule& rule, std::string_view name) const {
+    return rule.id == companionRule && isProtected(name);
 }
 
 const RuleSet& RuleSet::standard() {

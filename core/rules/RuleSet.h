@@ -28,6 +28,9 @@ struct RuleSet {
     /// Whether the name carries a protected extension, in any letter case.
     bool isProtected(std::string_view name) const;
 
+    /// Whether a name that `rule` claims is kept all the same: companions of what carries a protected extension are.
+    bool isKept(const Rule& rule, std::string_view name) const;
+
     /// The built-in rules with the built-in protected extensions.
     static const RuleSet& standard();
 };

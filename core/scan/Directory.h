@@ -29,6 +29,8 @@ struct Facts {
 
     /// Whether two folders lie on one volume, reached through one mount.
     bool isOnSameMount(const Facts& other) const { return device == other.device && mount == other.mount; }
+    /// Whether this is a folder that something is mounted on, by the facts of the folder above.
+    bool isMountedIn(const Facts& above) const { return isDirectory && (isMountRoot || device != above.device); }
     /// Whether these are the facts of one and the same folder.
     bool isSameFolder(const Facts& other) const { return isOnSameMount(other) && inode == other.inode; }
 };

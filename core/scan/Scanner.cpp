@@ -19,15 +19,11 @@
 #include "core/rules/Rule.h"
 #include "core/rules/RuleScope.h"
 #include "core/rules/RuleSet.h"
-#include "core/scan/Directory.h"
 #include "core/scan/FSInfo.h"
 #include "core/scan/Walker.h"
 
 namespace varnel {
 namespace {
-
-/// The one rule that consults the protected extensions.
-constexpr std::string_view companionRule = "appledouble";
 
 constexpr std::int64_t progressInterval = 4096;
 
@@ -55,7 +51,7 @@ public:
     bool visit(const WalkEntry& entry) {
         const Rule* const rule = active_.firstMatch(entry.name, entry.isDirectory);
         if (rule == nullptr) return true;
-        if (rule->id == companionRule && rules_.isProtected(entry.name)) {
+        if (rules_.isKept(*rule, entry.name)) {
             plan.protectedItems.push_back(entry.path);
             return true;
         }
@@ -109,7 +105,8 @@ Plan Scanner::scan(const std::string& root, FunctionRef<void(const ScanProgress&
     const std::string path = Path::standardized(root);
     Findings findings(rules, scope);
     findings.plan.root = path;
-    findings.plan.volume = {path, FSInfo::type(path).value_or("unknown"), /*isLocal=*/true, /*isRemovable=*/false,
+    findings.plan.volume = {path, FSInfo::type(path).value_or(Volume::unknownType), /*isLocal=*/true,
+                            /*isRemovable=*/false,
                             /*isInternal=*/false};
     std::int64_t entries = 0;
     // Told at each folder too, because on a slow disk many entries can take minutes.
@@ -123,7 +120,7 @@ Plan Scanner::scan(const std::string& root, FunctionRef<void(const ScanProgress&
             count(entry.isDirectory);
             return findings.visit(entry);
         },
-        [&](std::string_view name, Directory::ListedKind) {
+        [&](std::string_view name) {
             const bool isOfNoInterest = findings.isOfNoInterest(name);
             if (isOfNoInterest) count(/*isDirectory=*/false);
             return isOfNoInterest;

@@ -33,7 +33,7 @@ struct Level {
 class Walk {
 public:
     Walk(FunctionRef<void(std::string)> onError, FunctionRef<bool(const WalkEntry&)> visit,
-         FunctionRef<bool(std::string_view, Directory::ListedKind)> isOfNoInterest)
+         FunctionRef<bool(std::string_view)> isOfNoInterest)
         : onError_(onError), visit_(visit), isOfNoInterest_(isOfNoInterest) {}
 
     void run(const std::string& root) {
@@ -72,7 +72,7 @@ private:
         for (Directory::ListedEntry listed; listing_.next(listed);) {
             const bool factsDecide = !folder.isSearchable || listed.kind == Directory::ListedKind::unknown ||
                                      listed.kind == Directory::ListedKind::directory;
-            if (!factsDecide && isOfNoInterest_(listed.name, listed.kind)) continue;
+            if (!factsDecide && isOfNoInterest_(listed.name)) continue;
             const auto facts = Directory::facts(descriptor, listed.zeroTerminatedName());
             if (!facts) {
                 onError_("cannot stat: " + Path::joined(path_, listed.name));
@@ -134,7 +134,7 @@ private:
 
     FunctionRef<void(std::string)> onError_;
     FunctionRef<bool(const WalkEntry&)> visit_;
-    FunctionRef<bool(std::string_view, Directory::ListedKind)> isOfNoInterest_;
+    FunctionRef<bool(std::string_view)> isOfNoInterest_;
     FileDescriptor root_;
     std::size_t rootLength_ = 0;
     std::int32_t device_ = 0;
@@ -148,11 +148,11 @@ private:
 }  // namespace
 
 void walk(const std::string& root, FunctionRef<void(std::string)> onError, FunctionRef<bool(const WalkEntry&)> visit) {
-    walk(root, onError, visit, [](std::string_view, Directory::ListedKind) { return false; });
+    walk(root, onError, visit, [](std::string_view) { return false; });
 }
 
 void walk(const std::string& root, FunctionRef<void(std::string)> onError, FunctionRef<bool(const WalkEntry&)> visit,
-          FunctionRef<bool(std::string_view name, Directory::ListedKind kind)> isOfNoInterest) {
+          FunctionRef<bool(std::string_view name)> isOfNoInterest) {
     Walk(onError, visit, isOfNoInterest).run(Path::standardized(root));
 }
 

@@ -11,7 +11,6 @@
 #include <string_view>
 
 #include "core/base/FunctionRef.h"
-#include "core/scan/Directory.h"
 
 namespace varnel {
 
@@ -41,7 +40,7 @@ void walk(const std::string& root, FunctionRef<void(std::string)> onError, Funct
 /// It is not consulted where the facts alone can tell what an entry is, or that it cannot be reached: where the
 /// listing gives no kind, and in folders in which names cannot be looked up.
 void walk(const std::string& root, FunctionRef<void(std::string)> onError, FunctionRef<bool(const WalkEntry&)> visit,
-          FunctionRef<bool(std::string_view name, Directory::ListedKind kind)> isOfNoInterest);
+          FunctionRef<bool(std::string_view name)> isOfNoInterest);
 
 }  // namespace Walker
 }  // namespace varnel

@@ -14,6 +14,9 @@ struct Volume {
     bool isRemovable = false;
     bool isInternal = false;
 
+    /// Stands for the type of a file system that cannot be learned.
+    static constexpr const char* unknownType = "unknown";
+
     /// Whether a file system type, in any letter case, is one of the Mac's own: "apfs", "hfs", "hfsx".
     static bool isMacFormat(std::string_view fsType);
     bool isMacFormat() const { return isMacFormat(fsType); }

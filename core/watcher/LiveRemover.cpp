@@ -32,7 +32,7 @@ std::optional<LiveRemover::Entry> LiveRemover::find(const Volume& volume, const 
     if (!facts) return std::nullopt;
     entry.folder = parent->folder;
     entry.facts = *facts;
-    entry.isMountPoint = facts->isDirectory && (facts->isMountRoot || facts->device != parent->facts.device);
+    entry.isMountPoint = facts->isMountedIn(parent->facts);
     return entry;
 }
 

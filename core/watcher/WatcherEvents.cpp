@@ -19,12 +19,6 @@
 #include "core/watcher/Watcher.h"
 
 namespace varnel {
-namespace {
-
-/// The one rule that consults the protected extensions.
-constexpr std::string_view companionRule = "appledouble";
-
-}  // namespace
 
 void Watcher::handle(std::span<const std::string> paths, std::span<const std::uint32_t> flags, std::int64_t count) {
     assertOnQueue();
@@ -68,7 +62,7 @@ void Watcher::handleSingle(const std::string& path, LiveRemover& remover) {
     const auto entry = remover.find(*volume, path);
     if (!entry) return;
     const Rule* const rule = active_.firstMatch(name, entry->facts.isDirectory);
-    if (rule == nullptr || (rule->id == companionRule && rules_.isProtected(name))) return;
+    if (rule == nullptr || rules_.isKept(*rule, name)) return;
     if (!guard_.admit(path, ports_.now())) {
         ++loopsSuppressed_;
         write("SUPPRESS loop guard " + path);

@@ -76,6 +76,15 @@ std::string folderOf(std::uint64_t number) {
     return "/sys/dev/block/" + std::to_string(major(number)) + ':' + std::to_string(minor(number));
 }
 
+std::optional<std::uint64_t> diskSequence(std::uint64_t number) {
+    for (const char* const place : {"/diskseq", "/../diskseq"}) {
+        std::ifstream file(folderOf(number) + place);
+        std::uint64_t sequence = 0;
+        if (file >> sequence) return sequence;
+    }
+    return std::nullopt;
+}
+
 std::set<std::uint64_t> madeOf(std::uint64_t number) {
     std::set<std::uint64_t> numbers = {number};
     addMadeOf(folderOf(number), numbers);

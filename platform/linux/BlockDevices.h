@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -13,6 +14,9 @@ namespace varnel::BlockDevices {
 
 /// The folder of a device in sysfs, through a link; there may be none. `number` as st_rdev has it.
 std::string folderOf(std::uint64_t number);
+
+/// What tells a disk from the next one with its number, a partition's from that of its disk; none before Linux 5.15.
+std::optional<std::uint64_t> diskSequence(std::uint64_t number);
 
 /// The device's number, and those of everything that is made of it, directly or not.
 std::set<std::uint64_t> madeOf(std::uint64_t number);

@@ -17,7 +17,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
 #include <set>
@@ -57,16 +56,6 @@ std::optional<std::uint64_t> deviceNumber(const Mount& mount) {
     return mount.source.starts_with("/dev/") ? deviceNumber(mount.source) : std::nullopt;
 }
 
-/// What tells a disk from the next one with its number, a partition's from that of its disk; none before Linux 5.15.
-std::optional<std::uint64_t> diskSequence(std::uint64_t number) {
-    for (const char* const place : {"/diskseq", "/../diskseq"}) {
-        std::ifstream file(BlockDevices::folderOf(number) + place);
-        std::uint64_t sequence = 0;
-        if (file >> sequence) return sequence;
-    }
-    return std::nullopt;
-}
-
 /// Whether a loop device has let go of its file, as one does by itself where it was made that way.
 bool isFreeLoop(std::uint64_t number) {
     if (major(number) != loopMajor) return false;
@@ -94,7 +83,7 @@ class Ejection {
 public:
     Ejection(const UDisks& udisks, const UDisks::Disks& disks, const UDisks::Block& block, std::string name)
         : udisks_(udisks), name_(std::move(name)), whole_(disks.wholeDisk(block)), parts_(disks.partsOf(whole_)) {
-        sequence_ = diskSequence(whole_.number);
+        sequence_ = BlockDevices::diskSequence(whole_.number);
         const auto drive = disks.drives.find(whole_.drive);
         if (drive != disks.drives.end()) drive_ = drive->second;
     }
@@ -156,7 +145,7 @@ private:
     }
 
     /// A loop device may let go of its file once it is unmounted, and have another one at once.
-    bool isGone() const { return isFreeLoop(whole_.number) || diskSequence(whole_.number) != sequence_; }
+    bool isGone() const { return isFreeLoop(whole_.number) || BlockDevices::diskSequence(whole_.number) != sequence_; }
 
     const UDisks& udisks_;
     std::string name_;  ///< As people are told it.
@@ -184,7 +173,7 @@ struct MountedVolume {
         MountedVolume volume{mount->mountPoint, "", std::nullopt, MountTable::occupantOf(mount->mountPoint)};
         if (const auto number = deviceNumber(*mount)) {
             volume.device = mount->source;
-            volume.sequence = diskSequence(*number);
+            volume.sequence = BlockDevices::diskSequence(*number);
         }
         return volume;
     }
@@ -210,7 +199,7 @@ public:
         if (block == nullptr && !isThere) return {0, ""};
         if (block == nullptr) return failure("UDisks2 does not know " + target);
         const std::uint64_t whole = disks->wholeDisk(*block).number;
-        disk_ = {whole, diskSequence(whole)};
+        disk_ = {whole, BlockDevices::diskSequence(whole)};
         return Ejection(*udisks, *disks, *block, target).run(force);
     }
 
@@ -251,12 +240,12 @@ private:
 
     /// Whether the disk left since it was looked up, and another one has its name.
     bool isAnotherDisk(const std::string& target, std::uint64_t number) const {
-        return volume_ && volume_->device == target && volume_->sequence != diskSequence(number);
+        return volume_ && volume_->device == target && volume_->sequence != BlockDevices::diskSequence(number);
     }
 
     /// What is left of the disk where its device was locked by the first try; null where it is all gone.
     const UDisks::Block* rest(const UDisks::Disks& disks) const {
-        if (isFreeLoop(disk_->number) || diskSequence(disk_->number) != disk_->sequence) return nullptr;
+        if (isFreeLoop(disk_->number) || BlockDevices::diskSequence(disk_->number) != disk_->sequence) return nullptr;
         return disks.withNumber(disk_->number);
     }
 

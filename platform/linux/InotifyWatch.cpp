@@ -214,7 +214,7 @@ private:
                 if (wants(entry.path)) changed.push_back(entry.path);
                 return true;
             },
-            [&](std::string_view, Directory::ListedKind) { return report != Report::everything; });
+            [&](std::string_view) { return report != Report::everything; });
         for (const std::string& folder : changed)
             reportEntries(job_, folder);
     }

@@ -97,8 +97,6 @@ std::optional<std::vector<Mount>> mountsOf(const Table& table) {
     return mounts;
 }
 
-constexpr unsigned uniqueMountMask = 0x4000;  // STATX_MNT_ID_UNIQUE; Debian 12's headers are older
-
 /// Facts of a path with one of the two numbers of the mount that it lies on; none where there is no such number.
 std::optional<struct statx> askFor(const std::string& path, unsigned mask) {
     struct statx answer {};

@@ -12,6 +12,10 @@
 
 namespace varnel::MountTable {
 
+/// Asks statx() for the number of a mount that is never given out again: STATX_MNT_ID_UNIQUE of Linux 6.8, which older
+/// headers lack.
+inline constexpr unsigned uniqueMountMask = 0x4000;
+
 struct Mount {
     std::uint64_t id = 0;
     std::string mountPoint;

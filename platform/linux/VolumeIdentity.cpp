@@ -12,27 +12,20 @@
 
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <optional>
 #include <string>
 
 #include "core/base/FileDescriptor.h"
+#include "platform/linux/BlockDevices.h"
+#include "platform/linux/MountTable.h"
 
 namespace varnel {
 namespace {
 
-constexpr unsigned uniqueMountMask = 0x4000;  // STATX_MNT_ID_UNIQUE, kernel 6.8; Debian 12's headers are older
-
-/// The kernel's count of media, of the disk or of the one that it is a partition of.
+/// The kernel's count of media, of the disk or of the one that it is a partition of; 0 where there is none.
 std::uint64_t mediumIn(unsigned major, unsigned minor) {
     if (major == 0) return 0;  // no block device
-    const std::string device = "/sys/dev/block/" + std::to_string(major) + ':' + std::to_string(minor);
-    for (const char* place : {"/diskseq", "/../diskseq"}) {
-        std::ifstream file(device + place);
-        std::uint64_t sequence = 0;
-        if (file >> sequence) return sequence;
-    }
-    return 0;
+    return BlockDevices::diskSequence(makedev(major, minor)).value_or(0);
 }
 
 std::optional<struct statx> askFor(int descriptor, unsigned mask, int flags) {
@@ -56,8 +49,8 @@ std::optional<VolumeIdentity> VolumeIdentity::of(const std::string& folder) {
 
 std::optional<VolumeIdentity> VolumeIdentity::of(int descriptor) {
     VolumeIdentity identity;
-    if (const auto facts = askFor(descriptor, uniqueMountMask, AT_STATX_DONT_SYNC)) {
-        if ((facts->stx_mask & uniqueMountMask) != 0) {
+    if (const auto facts = askFor(descriptor, MountTable::uniqueMountMask, AT_STATX_DONT_SYNC)) {
+        if ((facts->stx_mask & MountTable::uniqueMountMask) != 0) {
             identity.device = deviceOf(*facts);
             identity.uniqueMount = facts->stx_mnt_id;
             return identity;

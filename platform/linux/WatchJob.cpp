@@ -133,7 +133,7 @@ void reportWhatChanged(const WatchJob& job) {
             if (entry.isDirectory && hasChanged(job, entry.path)) reportEntries(job, entry.path);
             return !job.stop.isRaised();
         },
-        [](std::string_view, Directory::ListedKind) { return true; });
+        [](std::string_view) { return true; });
 }
 
 }  // namespace varnel
