@@ -14,26 +14,20 @@
 #include <fstream>
 #include <functional>
 #include <limits>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "core/base/SerialQueue.h"
 #include "core/plan/Executor.h"
 #include "core/rules/RuleSet.h"
 #include "core/scan/FSInfo.h"
 #include "core/scan/Scanner.h"
-#include "core/volumes/Volume.h"
-#include "core/watcher/EventStream.h"
-#include "core/watcher/MountNotifications.h"
-#include "core/watcher/Watcher.h"
 #include "tests/support/Manifest.h"
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/Program.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/ToldWatcher.h"
 #include "tests/support/Vectors.h"
 #include "tests/support/Waiting.h"
 #include "tests/support/WithoutUniqueMounts.h"
@@ -362,15 +356,6 @@ TEST(DeadDisk, HoldsUpNoOtherFolderOfAWatchBefore6_8) {
     });
 }
 
-/// A stream that says nothing by itself.
-class QuietStream final : public EventStream {
-public:
-    void setQueue(std::shared_ptr<SerialQueue>) final {}
-    bool start() final { return true; }
-    void stop() final {}
-    void invalidate() final {}
-};
-
 TEST(FaultyDisk, IsServedOnceItSaysWhichOneItIs) {
     withFaultyDisk([](FaultyDisk& disk) {
         tests::takeUniqueMountsAway();  // later kernels say it without the disk
@@ -378,31 +363,15 @@ TEST(FaultyDisk, IsServedOnceItSaysWhichOneItIs) {
         disk.folder.file("real/._early");
         const std::string root = disk.folder.at("disk");
         disk.rules("getattr / hang\n");
-        EventStreamRequest request;
-        const auto createStream = [&request](EventStreamRequest asked) {
-            request = std::move(asked);
-            return std::make_unique<QuietStream>();
-        };
-        const auto volumes = [root] { return std::vector<Volume>{{root, "exfat", true, true, false}}; };
-        const auto queue = SerialQueue::create("test.queue");
-        const auto watcher =
-            Watcher::create(RuleSet::standard(), 0.25, nullptr,
-                            {queue, createStream, MountNotifications::ofSystem(), volumes, [] { return 0.0; }});
-        watcher->start();
-        const auto tell = [&](const char* name) {
-            const std::string path = root + '/' + name;
-            constexpr std::uint32_t flags = 0;
-            queue->sync([&] { request.deliver({&path, 1}, {&flags, 1}, 1); });
-        };
-        tell("._early");
+        tests::ToldWatcher watcher(root);
+        watcher.tell({root + "/._early"});
         EXPECT_TRUE(disk.folder.has("real/._early"));
         disk.rules("");
         EXPECT_TRUE(comesTrue([&] { return !disk.folder.has("real/._early"); })) << "what was missed is made good";
         disk.folder.file("real/._late");
-        tell("._late");
+        watcher.tell({root + "/._late"});
         EXPECT_FALSE(disk.folder.has("real/._late"));
         EXPECT_TRUE(disk.folder.has("real/keep"));
-        watcher->stop();
     });
 }
 

@@ -17,6 +17,7 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "core/plan/Executor.h"
 #include "core/rules/RuleSet.h"
@@ -24,6 +25,7 @@
 #include "tests/support/Manifest.h"
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/ToldWatcher.h"
 #include "tests/support/WithoutOpenat2.h"
 
 namespace varnel {
@@ -150,6 +152,17 @@ std::function<void(const std::string&)> removePlanned(const std::string& swapped
     };
 }
 
+/// Tells a live watcher of everything, while the disk changes.
+void removeLive(const std::string& root) {
+    std::vector<std::string> paths = {root + "/a/__MACOSX"};
+    for (int i = 0; i < filesPerFolder; ++i) {
+        for (const char* name : {"/a/in/._f", "/a/in/deep/._g"})
+            paths.push_back(root + name + std::to_string(i));
+    }
+    paths.push_back(root + "/a/in/deep/" + onlyInCanary);
+    tests::ToldWatcher(root).tell(paths);
+}
+
 /// How not to do it: every step by path.
 void removeByPath(const std::string& path) {
     struct stat facts {};
@@ -215,6 +228,14 @@ TEST(SwapRace, RemovalOfSingleFilesSparesTheCanary) {
 
 TEST(SwapRace, RemovalOfTreesSparesTheCanary) {
     onBothRoads([] { expectCanaryWhole("__MACOSX/in", removePlanned("", /*asTree=*/true)); });
+}
+
+TEST(SwapRace, LiveRemovalSparesTheCanary) {
+    onBothRoads([] { expectCanaryWhole("a/in", removeLive); });
+}
+
+TEST(SwapRace, LiveRemovalOfTreesSparesTheCanary) {
+    onBothRoads([] { expectCanaryWhole("a/__MACOSX/in", removeLive); });
 }
 
 }  // namespace
