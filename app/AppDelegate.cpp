@@ -116,8 +116,8 @@ void AppDelegate::stopWatcher(std::chrono::milliseconds limit) {
 std::vector<Volume> AppDelegate::targets() {
     const auto found = std::make_shared<std::vector<Volume>>();
     const auto look = [found, targets = ports_.targets] { *found = targets(); };
-    if (BoundedWait::run(look, ports_.menuPatience)) targets_ = *found;
-    return targets_;
+    if (BoundedWait::run(look, targets_ ? ports_.menuPatience : ports_.firstPatience)) targets_ = *found;
+    return targets_.value_or(std::vector<Volume>());
 }
 
 std::optional<std::string> AppDelegate::fileSystemType(const std::string& path) const {

@@ -120,7 +120,7 @@ private:
     std::shared_ptr<Watcher> watcher_;  // null until it is first asked for, and while the system has no thread for it
     bool logsDeletions_ = false;        // also those of a watcher that is yet to be made
     std::optional<RuleSet> rules_;      // filled before the first scan begins, and only read from then on
-    std::vector<Volume> targets_;       // as they were seen last
+    std::optional<std::vector<Volume>> targets_;  // as they were seen last
     bool isBusy_ = false;
 
     // Read from everywhere.

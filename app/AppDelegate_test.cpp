@@ -226,6 +226,17 @@ TEST(AppMenu, ShowsTheVolumesThatWereSeenLastWhereAServerDoesNotAnswer) {
     release.set_value();
 }
 
+TEST(AppMenu, WaitsForTheFirstListOfVolumes) {
+    std::promise<void> never;
+    AppRig rig;
+    rig.ports.menuPatience = 1ms;
+    rig.ports.targets = [late = never.get_future().share()] {
+        late.wait_for(200ms);  // as a disk does that has to spin up
+        return std::vector<Volume>{{"/Volumes/USB", "exfat", true, true, false}};
+    };
+    EXPECT_EQ(rig.app().menuNeedsUpdate()[3].title, "USB — exfat, local");
+}
+
 TEST(AppMenu, ShowsANewUserThatTheWatcherIsOn) {
     AppRig rig;
     const StatusMenu menu = rig.app().menuNeedsUpdate();

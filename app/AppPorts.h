@@ -29,6 +29,8 @@ struct AppPorts {
     std::function<std::expected<void, DiskError>(const std::string& path, bool force)> eject;  ///< Blocks.
     std::chrono::milliseconds patience{5000};      ///< How long quitting waits for a sweep that is at work.
     std::chrono::milliseconds menuPatience{1000};  ///< How long the menu and what it does wait for a sweep or a server.
+    /// The same for the first list of volumes, which nothing can stand in for: a disk may have to spin up.
+    std::chrono::milliseconds firstPatience{10000};
 
     /// The system's own. What the watcher cannot watch goes to the desktop's console.
     static AppPorts ofSystem(std::shared_ptr<Desktop> desktop);
