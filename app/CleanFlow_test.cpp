@@ -441,24 +441,29 @@ TEST(CleanFlowBusy, IsFreeWhileAnAlertIsOpen) {
 }
 
 TEST(CleanFlowBusy, StartsAnotherFlowWhileTheQuestionIsOpen) {
-    AppRig rig;
-    rig.tree.file("v/._a");
-    const std::string other = rig.tree.folder("w");
-    rig.tree.file("w/._b");
-    rig.desktop->accept(question(other));
-    rig.desktop->accept(question(rig.root), [&] {
-        rig.request(other);
-        EXPECT_TRUE(rig.app().isBusy());
-        rig.desktop->settle();  // an open alert lets the main thread's other work through
+    for (const bool nests : {true, false}) {
+        SCOPED_TRACE(nests ? "an open alert lets the main thread's other work through" : "that work has to wait");
+        AppRig rig;
+        rig.desktop->nests = nests;
+        rig.tree.file("v/._a");
+        const std::string other = rig.tree.folder("w");
+        rig.tree.file("w/._b");
+        rig.desktop->accept(question(other));
+        rig.desktop->accept(question(rig.root), [&] {
+            rig.request(other);
+            EXPECT_TRUE(rig.app().isBusy());
+            rig.desktop->settle();
+            EXPECT_EQ(rig.app().isBusy(), !nests);
+            EXPECT_EQ(rig.tree.has("w/._b"), !nests);
+        });
+        rig.request(rig.root);
+        rig.desktop->settle();
+        EXPECT_EQ(rig.desktop->messages(),
+                  (Texts{question(rig.root), question(other), "Clean finished", "Clean finished"}));
+        EXPECT_FALSE(rig.tree.has("v/._a"));
+        EXPECT_FALSE(rig.tree.has("w/._b"));
         EXPECT_FALSE(rig.app().isBusy());
-    });
-    rig.request(rig.root);
-    rig.desktop->settle();
-    EXPECT_EQ(rig.desktop->messages(),
-              (Texts{question(rig.root), question(other), "Clean finished", "Clean finished"}));
-    EXPECT_FALSE(rig.tree.has("v/._a"));
-    EXPECT_FALSE(rig.tree.has("w/._b"));
-    EXPECT_FALSE(rig.app().isBusy());
+    }
 }
 
 TEST(CleanFlowBusy, GoesOnAfterTheQuestionThoughAnotherFlowHasBegun) {

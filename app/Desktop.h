@@ -67,7 +67,8 @@ public:
     /// Brings the application to the front, shows the alert and waits for the answer. True where it was the first
     /// button; false for any other, for the close box or Escape, and where the application is ending.
     ///
-    /// Work that was handed to onMain() goes on meanwhile, and may show another alert on top.
+    /// Work that was handed to onMain() goes on meanwhile, and may show another alert on top. Where such work asks, the
+    /// rest may have to wait for the answer: macOS runs nothing of its main queue within work of that queue.
     virtual bool ask(const Alert& alert) = 0;
 
     /// Brings the application to the front, shows the panel and waits. The path that was chosen, as the platform spells
@@ -101,8 +102,8 @@ public:
     /// when the application ends. False where no thread is to be had: it will never run.
     virtual bool inBackground(std::function<void()> work) = 0;
 
-    /// Runs `work` soon on the main thread, in the order of the calls, also while an alert or a panel is open; never
-    /// within this call. Dropped where the event loop has ended.
+    /// Runs `work` soon on the main thread, in the order of the calls, also while an alert or a panel is open that no
+    /// such work has opened; never within this call. Dropped where the event loop has ended.
     virtual void onMain(std::function<void()> work) = 0;
 
     virtual bool isMainThread() const = 0;

@@ -119,11 +119,15 @@ public:
     /// The same on a thread that the test joins itself.
     std::thread beginBackground() { return std::thread(taken(background_).value()); }
 
-    /// Runs the oldest work that waits for the main thread; false where there is none.
+    /// Runs the oldest work that waits for the main thread; false where there is none, or where it has to wait.
     bool runMain() {
+        if (depth_ > 0 && !nests) return false;
         const auto work = taken(main_);
-        if (work) (*work)();
-        return work.has_value();
+        if (!work) return false;
+        ++depth_;
+        (*work)();
+        --depth_;
+        return true;
     }
 
     /// Runs everything that waits, and what comes of it.
@@ -160,6 +164,7 @@ public:
     std::map<std::string, std::function<bool()>> answers;
     std::optional<std::string> chosen;
     bool canBegin = true;  ///< Work in the background.
+    bool nests = false;    ///< Work on the main thread, while an alert is open that such work has opened.
     std::map<std::string, bool> preferences;
     bool isLoginItem = false;
     std::optional<LoginItemFailure> loginItemFailure;
@@ -186,6 +191,7 @@ private:
     std::mutex mutex_;
     Work background_;
     Work main_;
+    int depth_ = 0;  // of the work that runs on the main thread
 };
 
 }  // namespace varnel::tests
