@@ -26,22 +26,6 @@ using List = std::unique_ptr<std::remove_pointer_t<plist_t>, ListDeleter>;
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-/// The library frees a list by recursion; no list that anybody writes comes near this.
-constexpr int deepest = 512;
-
-bool isTooDeep(std::string_view list) {
-    int depth = 0;
-    for (std::size_t at = list.find('<'); at != std::string_view::npos; at = list.find('<', at + 1)) {
-        const std::string_view tag = list.substr(at + 1, 6);
-        if (tag.starts_with("dict") || tag.starts_with("array")) {
-            if (++depth > deepest) return true;
-        } else if (tag.starts_with("/dict") || tag.starts_with("/array")) {
-            --depth;
-        }
-    }
-    return false;
-}
-
 /// The library takes a list for whole that breaks off behind its root.
 bool breaksOff(std::string_view list) {
     return list.find("<plist") != std::string_view::npos && list.find("</plist") == std::string_view::npos;
@@ -49,7 +33,7 @@ bool breaksOff(std::string_view list) {
 
 List parsed(std::string_view list) {
     if (list.starts_with(byteOrderMark)) list.remove_prefix(byteOrderMark.size());
-    if (list.size() > std::numeric_limits<std::uint32_t>::max() || isTooDeep(list) || breaksOff(list)) return nullptr;
+    if (list.size() > std::numeric_limits<std::uint32_t>::max() || breaksOff(list)) return nullptr;
     plist_t root = nullptr;
     plist_from_xml(list.data(), static_cast<std::uint32_t>(list.size()), &root);
     return List(root);
@@ -57,7 +41,7 @@ List parsed(std::string_view list) {
 
 }  // namespace
 
-std::optional<std::string> text(const std::string& list, const std::string& key) {
+std::optional<std::string> textOfShallow(const std::string& list, const std::string& key) {
     const List root = parsed(list);
     if (!root || plist_get_node_type(root.get()) != PLIST_DICT) return std::nullopt;
     const plist_t value = plist_dict_get_item(root.get(), key.c_str());

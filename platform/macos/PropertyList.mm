@@ -14,7 +14,7 @@
 
 namespace varnel::PropertyList {
 
-std::optional<std::string> text(const std::string& list, const std::string& key) {
+std::optional<std::string> textOfShallow(const std::string& list, const std::string& key) {
     @autoreleasepool {
         NSData* const data = [NSData dataWithBytes:list.data() length:list.size()];
         id const root = [NSPropertyListSerialization propertyListWithData:data
