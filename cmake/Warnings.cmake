@@ -11,7 +11,8 @@ target_compile_options(VarnelWarnings INTERFACE $<$<COMPILE_LANGUAGE:OBJCXX>:
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(VarnelWarnings INTERFACE -Wno-null-dereference -Wno-restrict)
 endif()
-# libstdc++ 12 calls functions of its own that C++20 deprecated, from templates that clang takes for ours.
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+# libstdc++ 12 calls functions of its own that C++20 deprecated, from templates that clang takes for ours; and a newer
+# SDK of macOS deprecates what the oldest system that is supported has nothing else for.
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang$")
   target_compile_options(VarnelWarnings INTERFACE -Wno-deprecated-declarations)
 endif()

@@ -29,10 +29,22 @@ sign "$app/Contents/Helpers/varnel"
 sign --entitlements packaging/macos/Varnel.entitlements "$app"
 codesign --verify --deep --strict "$app"
 
+# notarise FILE: waits for Apple's verdict. The tool counts any verdict as a success, "Invalid" as well.
+notarise() {
+  local answer id status
+  answer=$(xcrun notarytool submit "$1" --keychain-profile "$profile" --wait --output-format plist)
+  id=$(plutil -extract id raw -o - - <<<"$answer")
+  status=$(plutil -extract status raw -o - - <<<"$answer")
+  [ "$status" = Accepted ] && return
+  xcrun notarytool log "$id" --keychain-profile "$profile" >&2 || true
+  echo "$1 was not notarised: the verdict is \"$status\"." >&2
+  exit 1
+}
+
 version=$(/usr/libexec/PlistBuddy -c 'Print CFBundleShortVersionString' "$app/Contents/Info.plist")
 image=$folder/Varnel-$version.dmg
 ditto -c -k --keepParent "$app" "$folder/Varnel.zip"
-xcrun notarytool submit "$folder/Varnel.zip" --keychain-profile "$profile" --wait
+notarise "$folder/Varnel.zip"
 xcrun stapler staple "$app"
 rm -rf "$image" "$folder/image"
 mkdir "$folder/image"
@@ -40,6 +52,6 @@ ditto "$app" "$folder/image/Varnel.app"
 ln -s /Applications "$folder/image/Applications"
 hdiutil create -volname Varnel -srcfolder "$folder/image" -format UDZO "$image"
 sign "$image"
-xcrun notarytool submit "$image" --keychain-profile "$profile" --wait
+notarise "$image"
 xcrun stapler staple "$image"
 echo "$image"
