@@ -14,7 +14,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,7 +21,6 @@
 #include "core/base/FileDescriptor.h"
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/support/Vectors.h"
 
 namespace varnel {
 namespace {
@@ -105,18 +103,6 @@ TEST(RunProgram, SaysWhyAProgramCannotBeStarted) {
     ::chmod(text.c_str(), 0755);
     EXPECT_EQ(runProgram(text, {}).status, -1) << "no shell guesses what it is";
     EXPECT_EQ(runProgram(text, {}).output, launchFailure(text, ENOEXEC));
-}
-
-TEST(RunProgram, SaysItInThePlatformsWords) {
-    int rows = 0;
-    tests::forEachVector("error-texts.json", [&rows](const nlohmann::json& vector) {
-        const nlohmann::json& input = vector["input"];
-        if (input["op"] != "launch" || input["platform"] != "Linux") return;
-        const int error = input["errno"] == "ENOENT" ? ENOENT : ENOEXEC;
-        EXPECT_EQ(launchFailure(input["path"], error), vector["expected"].get<std::string>());
-        ++rows;
-    });
-    EXPECT_EQ(rows, 2);
 }
 
 TEST(RunProgram, GivesTheProgramAnEmptyInputAndAPlainLanguage) {

@@ -15,6 +15,7 @@
 #include "core/base/Checked.h"
 #include "core/base/FileDescriptor.h"
 #include "core/base/Path.h"
+#include "core/base/RemovalFailure.h"
 #include "core/base/Text.h"
 #include "core/log/Log.h"
 #include "core/plan/ExecResult.h"
@@ -101,7 +102,7 @@ public:
             result.skipped.push_back(item.path);
             return;
         }
-        const std::string reason = std::generic_category().message(error);
+        const std::string reason = removalFailure(item.path, facts->isDirectory, error);
         fail(item, reason);
         if (log_ != nullptr) log_->write("FAIL  " + item.ruleID + "  " + item.path + "  " + reason);
     }

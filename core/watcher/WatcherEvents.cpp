@@ -5,11 +5,11 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <unordered_set>
 #include <vector>
 
 #include "core/base/Path.h"
+#include "core/base/RemovalFailure.h"
 #include "core/rules/Rule.h"
 #include "core/scan/PathGuard.h"
 #include "core/volumes/Volume.h"
@@ -70,7 +70,7 @@ void Watcher::handleSingle(const std::string& path, LiveRemover& remover) {
     }
     if (entry->isMountPoint) return;
     if (const int error = remover.remove(*entry); error != 0) {
-        write("FAIL  " + rule->id + "  " + path + "  " + std::generic_category().message(error));
+        write("FAIL  " + rule->id + "  " + path + "  " + removalFailure(path, entry->facts.isDirectory, error));
         return;
     }
     ++deleted_;

@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <stdexcept>
 
+#include "tests/support/ErrorTexts.h"
 #include "tests/support/PrivateMounts.h"
 
 namespace varnel {
@@ -39,6 +40,10 @@ void takeInheritedPipesAway() {
     if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) {
         throw std::runtime_error("cannot filter pipe()");
     }
+}
+
+TEST(RunProgramOnLinux, SaysWhatTheCallSaysWhereNothingStarts) {
+    EXPECT_EQ(tests::compareErrorTexts("Linux", "launch", launchFailure), 2);
 }
 
 // Whoever starts a program on another thread, a library perhaps, would else hand the writing end on to it.

@@ -24,8 +24,7 @@ without=(
   AppPorts.EjectAMountedVolume
   # a file-system event service
   'AppOnTheSystem\..*'
-  # the words of Foundation's errors and its reader of property lists, of which GNUstep has its own
-  RunProgram.SaysItInThePlatformsWords
+  # Foundation's reader of property lists, of which GNUstep has its own
   'PropertyListText\..*'
   DiskEject.TakesADeviceByAnyTextualName
 )

@@ -17,6 +17,8 @@
 
 #include "core/base/HomeFolder.h"
 #include "core/base/Path.h"
+#include "core/base/Process.h"
+#include "core/base/RemovalFailure.h"
 #include "core/base/SerialQueue.h"
 #include "core/base/Text.h"
 #include "core/plan/TreeRemover.h"
@@ -26,6 +28,7 @@
 #include "core/scan/VolumeIdentity.h"
 #include "core/volumes/VolumeList.h"
 #include "core/watcher/EventStream.h"
+#include "tests/support/ErrorTexts.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Vectors.h"
 #include "tests/support/Waiting.h"
@@ -74,6 +77,12 @@ TEST(MacSystemPath, IsStandardisedAsFoundationDoes) {
     EXPECT_TRUE(PathGuard::isForbidden("/private"));
     EXPECT_TRUE(PathGuard::isForbidden("/private/var/db"));
     EXPECT_TRUE(PathGuard::isForbidden("~"));
+}
+
+TEST(MacSystemWords, AreTheRecordedOnes) {
+    EXPECT_GT(tests::compareErrorTexts("macOS", "launch", launchFailure), 0);
+    const auto ofFile = [](const std::string& path, int error) { return removalFailure(path, false, error); };
+    EXPECT_GT(tests::compareErrorTexts("macOS", "unlink", ofFile), 0);
 }
 
 TEST(MacSystemFolders, TellTypesDevicesAndPhysicalPaths) {

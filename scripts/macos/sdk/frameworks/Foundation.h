@@ -142,6 +142,7 @@ API_AVAILABLE(macos(10.0))
 - (nullable NSArray<NSURL*>*)mountedVolumeURLsIncludingResourceValuesForKeys:(nullable NSArray<NSURLResourceKey>*)keys
                                                                      options:(NSVolumeEnumerationOptions)options
     API_AVAILABLE(macos(10.6));
+- (BOOL)removeItemAtPath:(NSString*)path error:(NSError* _Nullable* _Nullable)error API_AVAILABLE(macos(10.5));
 - (nullable NSArray<NSString*>*)contentsOfDirectoryAtPath:(NSString*)path
                                                     error:(NSError* _Nullable* _Nullable)error
     API_AVAILABLE(macos(10.5));
