@@ -226,6 +226,7 @@ fault 'cancelled work' gnustep $layer/SerialQueue.cpp 'if (!later->handle->isCan
 fault 'a mount that is entered' gnustep platform/posix/Stepwise.cpp \
   'if (!here->isOnSameMount(*above)) return std::unexpected(EXDEV);' ''
 fault 'a link that is followed' gnustep $layer/Directory.cpp 'O_DIRECTORY | O_NOFOLLOW |' 'O_DIRECTORY |'
+fault 'a folder that fails like a file' gnustep $layer/RemovalFailure.cpp 'if (!isFolder) ' ''
 fault 'a line end counted twice' gnustep $layer/Unicode.mm '++range.length' 'range.length += 0'
 fault 'a slash that stays' gnustep $layer/Path.mm 'return standardized(text, ' 'if (!text.empty()) return text; return standardized(text, '
 fault 'objects without a pool' pools $layer/MountedVolumes.mm '        @autoreleasepool {
@@ -302,6 +303,10 @@ fault 'approval taken for consent' desktop $appkit/AppKitDesktop.mm \
 fault 'registration the wrong way round' desktop $appkit/AppKitDesktop.mm 'if (opens ? ' 'if (!opens ? '
 fault 'work on the wrong thread' desktop $appkit/AppKitDesktop.mm \
   'dispatch_get_global_queue(QOS_CLASS_USER_INITIATED, 0)' 'dispatch_get_main_queue()'
+fault 'a file that is known by its number alone' desktop $appkit/AppKitDesktop.mm \
+  '[[[NSURL URLWithString:string(url)] filePathURL] path]' '[[NSURL URLWithString:string(url)] path]'
+fault 'a launch that does not miss its log' desktop app/AppDelegate.cpp \
+  'desktop_->writeToConsole("Varnel: log unavailable");' ''
 fault 'a service of the wrong form' desktop $appkit/ApplicationDelegate.mm '[self cleanUsingVarnel:pasteboard];' ''
 fault 'names that are no texts' desktop $appkit/ApplicationDelegate.mm 'if (!one) return std::nullopt;' 'if (!one) continue;'
 fault 'an end that never comes' desktop $appkit/ApplicationDelegate.mm '::_exit(0);' ''
@@ -318,6 +323,8 @@ fault 'a stream with another latency' life app/AppDelegate.cpp 'latency = 0.25' 
 fault 'a stream that ends the wrong way round' life core/watcher/Watcher.cpp 'stream_->stop();
         stream_->invalidate();' 'stream_->invalidate();
         stream_->stop();'
+fault 'a queue of another name' life $layer/SerialQueue.cpp \
+  'dispatch_queue_create(label.c_str(), ' 'dispatch_queue_create("com.quorin.varnel", '
 fault 'another word in an alert' life app/CleanAlerts.cpp 'Nothing to clean' 'Nothing to do'
 fault 'a picture of nothing' life tests/macos/gnustep/Pictures.mm '[window orderFront:nil];
     [window display];' ''

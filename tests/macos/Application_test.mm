@@ -83,6 +83,18 @@ TEST(MacApplication, LaunchesWithoutAButton) {
     EXPECT_NE(Fakes::statusBar.menu, nil);
 }
 
+TEST(MacApplication, LaunchesWithoutALogAndThenWithoutAWatcher) {
+    DesktopRig rig(DesktopRig::Logging::isImpossible);
+    testing::internal::CaptureStderr();
+    rig.launch();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("Varnel: log unavailable\n"), std::string::npos);
+    EXPECT_EQ(Fakes::statusBar.items, 1);
+    EXPECT_EQ(described(rig).at(0), "Varnel disabled") << "the menu opens";
+    rig.delegate->applicationWillTerminate();  // once what waits on the watcher's queue is done
+    EXPECT_EQ(Fakes::streamCalls(), Texts{});
+    EXPECT_EQ(Fakes::logged(), Texts{});
+}
+
 TEST(MacApplicationMenu, IsDrawnEntryByEntry) {
     DesktopRig rig;
     const std::string share = rig.tree.folder("share");

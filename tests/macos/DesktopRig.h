@@ -31,11 +31,14 @@ struct DesktopRig {
     std::shared_ptr<AppDelegate> delegate;
     VarnelApplicationDelegate* forwarder = nil;
 
-    DesktopRig() {
+    enum class Logging { works, isImpossible };
+
+    explicit DesktopRig(Logging logging = Logging::works) {
         Fakes::reset();
         Fakes::resetDesktop();
         Fakes::setMounted({.volumes = {{.path = root, .isRemovable = true}}});
         ::setenv("HOME", tree.folder("home").c_str(), 1);
+        if (logging == Logging::isImpossible) tree.file("home/Library");
         AppPorts ports = AppPorts::ofSystem(desktop);
         ports.eject = [this](const std::string& path, bool) -> std::expected<void, DiskError> {
             ejected.push_back(path);

@@ -100,6 +100,13 @@ TEST(MacDesktopURL, GivesThePathOfAFileAndOfNothingElse) {
         EXPECT_EQ(rig.desktop->pathOfURL(url), std::nullopt) << url;
 }
 
+TEST(MacDesktopURL, OfANumberedFileIsResolvedByTheSystem) {
+    DesktopRig rig;
+    Fakes::numberedFiles["file:///.file/id=6571367.42"] = "/Volumes/My Disk/\u00fc";
+    EXPECT_EQ(rig.desktop->pathOfURL("file:///.file/id=6571367.42"), "/Volumes/My Disk/\u00fc");
+    EXPECT_EQ(rig.desktop->pathOfURL("file:///.file/id=6571367.43"), std::nullopt) << "gone by now";
+}
+
 TEST(MacDesktopWork, ComesToTheMainThreadInOrderAndNotAtOnce) {
     DesktopRig rig;
     EXPECT_TRUE(rig.desktop->isMainThread());

@@ -80,6 +80,7 @@ public:
     void step(const char* name) {
         print(std::string("== ") + name);
         news("APPLICATION ", Fakes::desktopCalls, seenCalls_);
+        news("QUEUE ", Fakes::queues(), seenQueues_);
         news("STREAM ", Fakes::streamCalls(), seenStream_);
         for (; seenPanels_ < Fakes::panels.size(); ++seenPanels_) {
             const auto& panel = Fakes::panels[seenPanels_];
@@ -168,6 +169,7 @@ private:
 
     std::string type_;
     std::size_t seenCalls_ = 0;
+    std::size_t seenQueues_ = 0;
     std::size_t seenStream_ = 0;
     std::size_t seenPanels_ = 0;
     std::size_t seenAlerts_ = 0;

@@ -70,6 +70,9 @@ extern std::optional<std::string> loginRefusal;
 
 // What other applications hand over.
 
+/// The paths of the files that are named by their number, by the URL that does so.
+extern std::map<std::string, std::string> numberedFiles;
+
 /// A pasteboard with those texts of the file-URL type, an empty one for an item without, and that list of names.
 NSPasteboard* pasteboard(const std::vector<std::string>& items, id names = nil);
 

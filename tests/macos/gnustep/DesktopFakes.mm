@@ -26,6 +26,7 @@ std::optional<std::string> chosen;
 std::map<std::string, bool> settings;
 int loginStatus = 0;
 std::optional<std::string> loginRefusal;
+std::map<std::string, std::string> numberedFiles;
 
 void resetDesktop() {
     desktopCalls.clear();
@@ -37,6 +38,7 @@ void resetDesktop() {
     settings.clear();
     loginStatus = 0;
     loginRefusal.reset();
+    numberedFiles.clear();
 }
 
 }  // namespace varnel::tests::Fakes
@@ -174,6 +176,13 @@ NSPasteboard* Fakes::pasteboard(const std::vector<std::string>& items, id names)
     made->names = [names retain];
     return made;
 }
+
+@implementation NSURL (VarnelDesktopAdditions)
+- (NSURL*)filePathURL {
+    const auto found = Fakes::numberedFiles.find(utf8([self absoluteString]));
+    return found == Fakes::numberedFiles.end() ? nil : [NSURL fileURLWithPath:stringOf(found->second)];
+}
+@end
 
 @implementation NSApplication (VarnelAdditions)
 - (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)policy {

@@ -72,8 +72,9 @@ bool varnel::tests::Fakes::runMainItem(std::chrono::milliseconds patience) {
     return true;
 }
 
-dispatch_queue_t dispatch_queue_create(const char*, dispatch_queue_attr_t attributes) {
+dispatch_queue_t dispatch_queue_create(const char* label, dispatch_queue_attr_t attributes) {
     if (attributes != DISPATCH_QUEUE_SERIAL) breach("a queue that is not serial");
+    varnel::tests::Fakes::noteQueue(label);
     auto* const queue = new VarnelFakeQueue;
     std::thread(run, queue).detach();
     return queue;

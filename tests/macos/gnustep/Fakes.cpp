@@ -18,6 +18,7 @@ namespace varnel::tests::Fakes {
 namespace {
 
 std::mutex mutex;
+std::vector<std::string> labels;
 std::vector<std::string> calls;
 std::vector<std::string> messages;
 std::vector<std::string> questions;
@@ -35,6 +36,7 @@ bool tellAtOnce = false;
 
 void reset() {
     const std::lock_guard lock(mutex);
+    labels.clear();
     calls.clear();
     messages.clear();
     streamRefusals = {};
@@ -45,6 +47,16 @@ void reset() {
 void breach(const char* what) {
     std::fprintf(stderr, "macOS would not stand this: %s\n", what);
     std::abort();
+}
+
+std::vector<std::string> queues() {
+    const std::lock_guard lock(mutex);
+    return labels;
+}
+
+void noteQueue(const std::string& label) {
+    const std::lock_guard lock(mutex);
+    labels.push_back(label);
 }
 
 std::vector<std::string> streamCalls() {

@@ -24,6 +24,10 @@ extern bool tellAtOnce;
 /// Runs one piece of work that was handed to the main queue; false where none comes in that time.
 bool runMainItem(std::chrono::milliseconds patience);
 
+/// The labels of the queues that were made, in order.
+std::vector<std::string> queues();
+void noteQueue(const std::string& label);
+
 // The file-system event service.
 
 /// What was asked of it, in order: "create paths=/ since=ffffffffffffffff latency=0.25 flags=0x17", "setQueue",
