@@ -79,6 +79,7 @@ private:
         std::string path;  // standardised
         PreviewOptions options;
         std::string fileSystemType;  // before the scan
+        const RuleSet* rules;        // the application's
         Plan plan;
         VolumeIdentity volume;  // on which the scan took place
     };
@@ -119,7 +120,7 @@ private:
     const AppPorts ports_;
     std::shared_ptr<Watcher> watcher_;  // null until it is first asked for, and while the system has no thread for it
     bool logsDeletions_ = false;        // also those of a watcher that is yet to be made
-    std::optional<RuleSet> rules_;      // filled before the first scan begins, and only read from then on
+    std::optional<RuleSet> rules_;      // never changed once it is filled
     std::optional<std::vector<Volume>> targets_;  // as they were seen last
     bool isBusy_ = false;
 

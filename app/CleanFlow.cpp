@@ -28,7 +28,12 @@ void AppDelegate::previewVolume(const std::optional<std::string>& mountPoint, Pr
 
 void AppDelegate::preview(const std::string& path, PreviewOptions options) {
     if (isBusy_) return;
-    Flow flow = {.path = Path::standardized(path), .options = options, .fileSystemType = {}, .plan = {}, .volume = {}};
+    Flow flow = {.path = Path::standardized(path),
+                 .options = options,
+                 .fileSystemType = {},
+                 .rules = nullptr,
+                 .plan = {},
+                 .volume = {}};
     if (PathGuard::isForbidden(flow.path)) {
         desktop_->ask(CleanAlerts::refused(flow.path));
         return;
@@ -36,7 +41,7 @@ void AppDelegate::preview(const std::string& path, PreviewOptions options) {
     // Where it cannot be learned now, it is after the scan.
     flow.fileSystemType = fileSystemType(flow.path).value_or(Volume::unknownType);
     if (!mayTouch(flow.path, flow.fileSystemType)) return;
-    rules();
+    flow.rules = &rules();
     begin([weak = weak_from_this(), flow = std::move(flow)]() mutable {
         if (const auto self = weak.lock()) self->scan(std::move(flow));
     });
@@ -62,7 +67,7 @@ void AppDelegate::scan(Flow flow) {
     }
     // Without knowing which volume this is, nobody could tell another one that takes its place; nothing matches this.
     flow.volume = VolumeIdentity::of(flow.path).value_or(VolumeIdentity());
-    flow.plan = Scanner{*rules_, RuleScope::adhoc}.scan(flow.path);
+    flow.plan = Scanner{*flow.rules, RuleScope::adhoc}.scan(flow.path);
     desktop_->onMain([self = shared_from_this(), flow = std::move(flow)]() mutable { self->confirm(std::move(flow)); });
 }
 

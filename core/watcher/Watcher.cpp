@@ -22,6 +22,7 @@
 #include "core/scan/VolumeIdentity.h"
 #include "core/volumes/Volume.h"
 #include "core/watcher/EventStream.h"
+#include "core/watcher/LiveRemover.h"
 #include "core/watcher/MountNotifications.h"
 
 namespace varnel {
@@ -143,7 +144,7 @@ bool Watcher::identifyLocked(const std::string& mountPoint) {
         late_[mountPoint] = {};
         return false;
     }
-    if (question->answer) identities_[mountPoint] = *question->answer;
+    if (const auto& answer = question->answer) identities_[mountPoint] = *answer;
     return true;
 }
 

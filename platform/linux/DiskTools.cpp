@@ -9,6 +9,7 @@
 #error "This source is for Linux."
 #endif
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
@@ -245,7 +246,8 @@ private:
 
     /// What is left of the disk where its device was locked by the first try; null where it is all gone.
     const UDisks::Block* rest(const UDisks::Disks& disks) const {
-        if (isFreeLoop(disk_->number) || BlockDevices::diskSequence(disk_->number) != disk_->sequence) return nullptr;
+        if (!disk_ || isFreeLoop(disk_->number) || BlockDevices::diskSequence(disk_->number) != disk_->sequence)
+            return nullptr;
         return disks.withNumber(disk_->number);
     }
 
