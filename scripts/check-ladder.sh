@@ -226,7 +226,7 @@ fault 'cancelled work' gnustep $layer/SerialQueue.cpp 'if (!later->handle->isCan
 fault 'a mount that is entered' gnustep platform/posix/Stepwise.cpp \
   'if (!here->isOnSameMount(*above)) return std::unexpected(EXDEV);' ''
 fault 'a link that is followed' gnustep $layer/Directory.cpp 'O_DIRECTORY | O_NOFOLLOW |' 'O_DIRECTORY |'
-fault 'a folder that fails like a file' gnustep $layer/RemovalFailure.cpp 'if (!isFolder) ' ''
+fault 'a folder that fails like a file' gnustep $layer/RemovalFailure.cpp 'if (!isFolder) ' 'if (!isFolder || error != 0) '
 fault 'a line end counted twice' gnustep $layer/Unicode.mm '++range.length' 'range.length += 0'
 fault 'a slash that stays' gnustep $layer/Path.mm 'return standardized(text, ' 'if (!text.empty()) return text; return standardized(text, '
 fault 'objects without a pool' pools $layer/MountedVolumes.mm '        @autoreleasepool {
@@ -324,7 +324,7 @@ fault 'a stream that ends the wrong way round' life core/watcher/Watcher.cpp 'st
         stream_->invalidate();' 'stream_->invalidate();
         stream_->stop();'
 fault 'a queue of another name' life $layer/SerialQueue.cpp \
-  'dispatch_queue_create(label.c_str(), ' 'dispatch_queue_create("com.quorin.varnel", '
+  'dispatch_queue_create(label.c_str(), ' 'dispatch_queue_create((label + "2").c_str(), '
 fault 'another word in an alert' life app/CleanAlerts.cpp 'Nothing to clean' 'Nothing to do'
 fault 'a picture of nothing' life tests/macos/gnustep/Pictures.mm '[window orderFront:nil];
     [window display];' ''
