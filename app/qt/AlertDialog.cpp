@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <string>
 
+#include "app/Alert.h"
 #include "app/qt/QtText.h"
 #include "app/qt/WrappingLabel.h"
 

@@ -11,6 +11,7 @@
 #include <QStringList>
 #include <QUrl>
 
+#include "app/Desktop.h"
 #include "app/qt/QtText.h"
 
 namespace varnel {

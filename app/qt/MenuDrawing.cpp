@@ -5,6 +5,7 @@
 #include <QMenu>
 #include <string>
 
+#include "app/StatusMenu.h"
 #include "app/qt/QtText.h"
 
 namespace varnel::MenuDrawing {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "app/StatusMenu.h"
 #include "app/qt/MenuAdaptor.h"
 
 namespace varnel {

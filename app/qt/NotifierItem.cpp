@@ -7,6 +7,7 @@
 #include <QDBusPendingReply>
 #include <utility>
 
+#include "app/Desktop.h"
 #include "app/qt/NotifierItemAdaptor.h"
 
 namespace varnel {

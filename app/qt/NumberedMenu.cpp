@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "app/StatusMenu.h"
+
 namespace varnel {
 namespace {
 

@@ -21,8 +21,10 @@
 #include <utility>
 #include <vector>
 
+#include "app/Alert.h"
+#include "app/Desktop.h"
 #include "app/FileURL.h"
-#include "app/Pasteboard.h"
+#include "app/StatusMenu.h"
 #include "app/qt/AlertDialog.h"
 #include "app/qt/FilePanel.h"
 #include "app/qt/QtText.h"

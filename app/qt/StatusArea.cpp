@@ -11,6 +11,8 @@
 #include <string>
 #include <utility>
 
+#include "app/Desktop.h"
+#include "app/StatusMenu.h"
 #include "app/qt/QtText.h"
 #include "app/qt/SymbolIcon.h"
 

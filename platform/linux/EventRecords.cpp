@@ -6,7 +6,7 @@
 #endif
 
 #include <fcntl.h>
-#include <sys/fanotify.h>
+#include <sys/fanotify.h>  // IWYU pragma: keep
 #include <sys/inotify.h>
 
 #include <algorithm>
