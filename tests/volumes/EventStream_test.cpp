@@ -356,6 +356,7 @@ TEST(EventStream, NamesTheRemedyAtTheLimitOfWatches) {
 
 TEST(EventStream, WatchesAgainWhatHasRoomAgain) {
     if (::geteuid() != 0) GTEST_SKIP() << "needs root to limit a namespace of its own";
+    if (tests::hasThreadSanitizer) GTEST_SKIP() << "needs a process without the thread sanitizer's own thread";
     const TemporaryFolder folder;
     for (const char* name : {"v/1", "v/2", "v/3", "v/4", "v/5"})
         folder.folder(name);
@@ -381,6 +382,7 @@ TEST(EventStream, WatchesAgainWhatHasRoomAgain) {
 
 TEST(EventStream, BeginsAnewWithTheLastInstanceThatTheSystemGrants) {
     if (::geteuid() != 0) GTEST_SKIP() << "needs root to limit a namespace of its own";
+    if (tests::hasThreadSanitizer) GTEST_SKIP() << "needs a process without the thread sanitizer's own thread";
     EXPECT_EQ(tests::runInChild([] {
                   const TemporaryFolder folder;
                   folder.folder("v/in");
