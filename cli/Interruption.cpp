@@ -58,8 +58,7 @@ void handOn(int) {
 /// Waits for the worker to end, or to announce that it is ending: the kernel may hold it back for as long as a dead
 /// disk keeps one of its calls.
 [[noreturn]] void watch(int announcements) {
-    // In poll(), because the thread sanitizer of GCC 12 takes read() for a call that does not wait, and lets no handler
-    // in.
+    // In poll(), because the thread sanitizer of GCC 12 lets no handler in while read() waits.
     pollfd announcement{announcements, POLLIN, 0};
     while (::poll(&announcement, 1, -1) < 0 && errno == EINTR) {
     }

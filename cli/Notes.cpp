@@ -88,8 +88,7 @@ std::string plural(std::int64_t count, const char* one, const char* many) {
     return std::to_string(count) + ' ' + (count == 1 ? one : many);
 }
 
-/// The names in an open folder; none where it cannot be read to its end, which a
-/// walk would pass over.
+/// The names in an open folder; none where it cannot be read to its end, which a walk would pass over.
 std::optional<std::vector<std::string>> namesIn(int folder) {
     Directory::Listing listing;
     listing.begin(folder);

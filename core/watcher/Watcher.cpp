@@ -165,9 +165,9 @@ void Watcher::takeLateAnswerLocked(const std::string& mountPoint, const std::opt
     scheduleRecoverySweep();
 }
 
-/// Whether nothing can be removed from a volume yet, because it has not said which one it is. What may be left undone
-/// until then is noted, also where it was known before and may have been exchanged.
-bool Watcher::isLateLocked(const std::string& mountPoint) {
+/// Leaves what was to be done on a volume for later, because it has not said yet which one it is; false where it can be
+/// done now. Also noted where the volume was known before, for it may have been exchanged.
+bool Watcher::postponeLocked(const std::string& mountPoint) {
     const auto awaited = late_.find(mountPoint);
     if (awaited == late_.end()) return false;
     awaited->second.isMissed = true;

@@ -89,7 +89,7 @@ private:
     void refreshVolumesLocked();
     bool identifyLocked(const std::string& mountPoint);
     void takeLateAnswerLocked(const std::string& mountPoint, const std::optional<VolumeIdentity>& answer);
-    bool isLateLocked(const std::string& mountPoint);
+    bool postponeLocked(const std::string& mountPoint);
     void startStreamLocked();
     void observeMountsLocked();
     void stopLocked();

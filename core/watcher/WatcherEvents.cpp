@@ -57,7 +57,7 @@ void Watcher::handleSingle(const std::string& path, LiveRemover& remover) {
     constexpr bool folder = true;
     if (active_.firstMatch(name, !folder) == nullptr && active_.firstMatch(name, folder) == nullptr) return;
     const Volume* const volume = VolumeList::volume(path, volumes_);
-    if (volume == nullptr || isLateLocked(volume->mountPoint)) return;
+    if (volume == nullptr || postponeLocked(volume->mountPoint)) return;
     if (PathGuard::isForbidden(path) || guard_.isSuppressed(path)) return;
     const auto entry = remover.find(*volume, path);
     if (!entry) return;

@@ -37,7 +37,7 @@ void Watcher::recoverLocked() {
 
 void Watcher::sweepLocked(const std::string& root, const char* tag) {
     // What is no longer there, or is another volume by now, is not worth a line.
-    if (isLateLocked(root)) return;
+    if (postponeLocked(root)) return;
     const auto known = identities_.find(root);
     if (known == identities_.end() || VolumeIdentity::of(root) != known->second) return;
     const VolumeIdentity identity = known->second;
